@@ -1,0 +1,222 @@
+// POSIX backend of the text platform interface: iconv for code pages, FriBidi for character direction,
+// and the environment's locale, opened with newlocale so that the process locale stays the host's.
+
+#include "text_platform.h"
+
+#include "ut_utf8.h"
+
+#include <fribidi.h>
+#include <iconv.h>
+#include <langinfo.h>
+#include <locale.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <cwctype>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace ut::platform {
+
+namespace {
+
+// The user's locale as the environment names it now (LC_ALL, LC_*, LANG), falling back to "C" when it
+// names a locale that is not installed. Opened per use, so that a changed environment counts.
+class UserLocale {
+public:
+  UserLocale() : m_locale(newlocale(LC_ALL_MASK, "", locale_t(nullptr))) {
+    if (!m_locale) m_locale = newlocale(LC_ALL_MASK, "C", locale_t(nullptr));
+  }
+  ~UserLocale() {
+    if (m_locale) freelocale(m_locale);
+  }
+  UserLocale(const UserLocale&) = delete;
+  UserLocale& operator=(const UserLocale&) = delete;
+
+  const char* info(nl_item item) const { return m_locale ? nl_langinfo_l(item, m_locale) : ""; }
+
+private:
+  locale_t m_locale;
+};
+
+std::string ansiCodeset() { return UserLocale().info(CODESET); }
+
+bool isUtf8(const std::string& codeset) { return strcasecmp(codeset.c_str(), "UTF-8") == 0; }
+
+std::string codesetOf(unsigned codePage) {
+  if (codePage == kAnsiCodePage) return ansiCodeset();
+  if (codePage == kUtf8CodePage) return "UTF-8";
+  return "CP" + std::to_string(codePage);
+}
+
+// One conversion descriptor for one call; iconv_t is not safe to share between threads.
+class Converter {
+public:
+  Converter(const std::string& to, const std::string& from) : m_cd(iconv_open(to.c_str(), from.c_str())) {}
+  ~Converter() {
+    if (valid()) iconv_close(m_cd);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  bool valid() const { return m_cd != reinterpret_cast<iconv_t>(-1); }
+
+  // Converts all of `in` and appends the raw bytes produced to `out`. False at an invalid or incomplete
+  // sequence, unless `replaceInvalid` is set: then each invalid input unit becomes '?'.
+  bool run(const char* in, size_t inSize, size_t unitSize, std::string& out, bool replaceInvalid) {
+    std::array<char, 4096> buffer;
+    auto* inPtr = const_cast<char*>(in);
+    while (inSize > 0) {
+      char* outPtr = buffer.data();
+      size_t outLeft = buffer.size();
+      const size_t rc = iconv(m_cd, &inPtr, &inSize, &outPtr, &outLeft);
+      out.append(buffer.data(), outPtr - buffer.data());
+      if (rc != static_cast<size_t>(-1) || errno == E2BIG) continue;
+      if (!replaceInvalid || errno == EINVAL) return false;
+      out += '?';
+      inPtr += unitSize;
+      inSize -= unitSize;
+    }
+    return true;
+  }
+
+private:
+  iconv_t m_cd;
+};
+
+// Lead and trail bytes of the ANSI code page where it is a double-byte one, found by asking iconv
+// which single bytes are incomplete and which pairs complete them.
+struct DoubleByteTables {
+  std::array<bool, 256> lead{};
+  std::array<bool, 256> trail{};
+
+  std::string codeset;
+
+  explicit DoubleByteTables(std::string name) : codeset(std::move(name)) {
+    if (isUtf8(codeset)) return;
+    for (unsigned b = 0x80; b < 0x100; ++b) lead[b] = isIncomplete(codeset, b);
+    for (unsigned l = 0x80; l < 0x100; ++l) {
+      if (!lead[l]) continue;
+      for (unsigned t = 0x40; t < 0x100; ++t) trail[t] = trail[t] || convertsWhole(codeset, l, t);
+    }
+  }
+
+  static bool isIncomplete(const std::string& codeset, unsigned b) {
+    Converter converter("WCHAR_T", codeset);
+    const char byte = static_cast<char>(b);
+    std::string ignored;
+    return converter.valid() && !converter.run(&byte, 1, 1, ignored, false) && errno == EINVAL;
+  }
+
+  static bool convertsWhole(const std::string& codeset, unsigned l, unsigned t) {
+    Converter converter("WCHAR_T", codeset);
+    const char pair[2] = {static_cast<char>(l), static_cast<char>(t)};
+    std::string out;
+    return converter.valid() && converter.run(pair, 2, 1, out, false) && out.size() == sizeof(wchar_t);
+  }
+};
+
+// The tables of the current ANSI code page, made again only when the environment names another one.
+std::shared_ptr<const DoubleByteTables> doubleByteTables() {
+  static std::mutex mutex;
+  static std::shared_ptr<const DoubleByteTables> tables;
+  std::string codeset = ansiCodeset();
+  std::lock_guard lock(mutex);
+  if (!tables || tables->codeset != codeset) tables = std::make_shared<DoubleByteTables>(std::move(codeset));
+  return tables;
+}
+
+std::wstring localeText(const UserLocale& locale, nl_item item) {
+  return codePageToWide(locale.info(item), kAnsiCodePage);
+}
+
+// POSIX grouping lists group sizes from the decimal point outwards; the last repeats unless CHAR_MAX
+// follows it. The Windows text ends in ";0" exactly when the last size repeats, and names a repeated
+// size once ("3;0", not "3;3;0").
+std::wstring windowsGrouping(const char* grouping) {
+  std::vector<int> sizes;
+  const char* g = grouping;
+  for (; *g && *g != CHAR_MAX; ++g) sizes.push_back(*g);
+  const bool repeats = *g == 0;
+  while (repeats && sizes.size() >= 2 && sizes.back() == sizes[sizes.size() - 2]) sizes.pop_back();
+  std::wstring text;
+  for (int size : sizes) text += (text.empty() ? L"" : L";") + std::to_wstring(size);
+  if (repeats && !sizes.empty()) text += L";0";
+  return text;
+}
+
+}  // namespace
+
+std::string wideToCodePage(std::wstring_view text, unsigned codePage) {
+  Converter converter(codesetOf(codePage) + "//TRANSLIT", "WCHAR_T");
+  std::string out;
+  if (!converter.valid()) return out;
+  converter.run(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t), sizeof(wchar_t),
+                out, true);
+  return out;
+}
+
+std::wstring codePageToWide(std::string_view bytes, unsigned codePage) {
+  std::wstring out;
+  if (codePage == kUtf8CodePage) {
+    if (!internal::decodeUtf8(bytes, out, false)) out.clear();
+    return out;
+  }
+  Converter converter("WCHAR_T", codesetOf(codePage));
+  std::string raw;
+  if (!converter.valid() || !converter.run(bytes.data(), bytes.size(), 1, raw, false)) return out;
+  out.resize(raw.size() / sizeof(wchar_t));
+  std::memcpy(out.data(), raw.data(), out.size() * sizeof(wchar_t));
+  return out;
+}
+
+std::string fileNameToNarrow(std::wstring_view fileName) {
+  std::string out;
+  if (internal::encodeUtf8(fileName, out)) return out;
+  return wideToCodePage(fileName, kUtf8CodePage);
+}
+
+bool isAnsiLeadByte(unsigned c) { return doubleByteTables()->lead[c & 0xFF]; }
+
+bool isAnsiTrailByte(unsigned c) { return doubleByteTables()->trail[c & 0xFF]; }
+
+namespace {
+
+// glibc's built-in C.UTF-8 locale carries the Unicode case tables and is there on every system.
+locale_t unicodeLocale() {
+  static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr));
+  return locale;
+}
+
+}  // namespace
+
+wchar_t toUpper(wchar_t c) {
+  if (c < 0x80) return c >= L'a' && c <= L'z' ? c - 32 : c;
+  return unicodeLocale() ? static_cast<wchar_t>(towupper_l(c, unicodeLocale())) : c;
+}
+
+wchar_t toLower(wchar_t c) {
+  if (c < 0x80) return c >= L'A' && c <= L'Z' ? c + 32 : c;
+  return unicodeLocale() ? static_cast<wchar_t>(towlower_l(c, unicodeLocale())) : c;
+}
+
+CharDirection charDirection(wchar_t c) {
+  const FriBidiCharType type = fribidi_get_bidi_type(static_cast<FriBidiChar>(c));
+  if (type == FRIBIDI_TYPE_LTR) return CharDirection::LeftToRight;
+  if (type == FRIBIDI_TYPE_RTL || type == FRIBIDI_TYPE_AL) return CharDirection::RightToLeft;
+  return CharDirection::Neutral;
+}
+
+NumberFormatInfo userNumberFormat() {
+  const UserLocale locale;
+  NumberFormatInfo info;
+  info.decimalSeparator = localeText(locale, RADIXCHAR);
+  info.thousandSeparator = localeText(locale, THOUSEP);
+  info.grouping = windowsGrouping(locale.info(GROUPING));
+  return info;
+}
+
+}  // namespace ut::platform

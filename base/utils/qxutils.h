@@ -1,0 +1,17 @@
+// qxutils: the general utility library of VeltoCAD. Including this header reaches the whole interface;
+// link the target qxutils::qxutils (find_package(qxutils)).
+
+#ifndef QX_QXUTILS_H
+#define QX_QXUTILS_H
+
+#include "OdAnsiString.h"
+#include "OdArray.h"
+#include "OdError.h"
+#include "OdGePoint2d.h"
+#include "OdGePoint3d.h"
+#include "OdString.h"
+
+#include "ut_assert.h"
+#include "ut_string.h"
+
+#endif

@@ -1,0 +1,26 @@
+set(QXUTILS_SOURCES
+  sdk/OdError.cpp
+  sdk/OdString.cpp
+  base/utils/imp/ut_assert.cpp
+  base/utils/imp/ut_utf8.cpp
+  base/utils/imp/ut_string.cpp
+  base/utils/imp/ut_string_split.cpp
+  base/utils/imp/ut_string_convert.cpp
+  base/utils/imp/posix/text_platform.cpp
+)
+
+add_library(qxutils SHARED ${QXUTILS_SOURCES})
+add_library(qxutils::qxutils ALIAS qxutils)
+set_target_properties(qxutils PROPERTIES
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR})
+target_include_directories(qxutils
+  PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/base/utils>
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/sdk>
+    $<INSTALL_INTERFACE:include/qxutils>
+  PRIVATE
+    ${PROJECT_SOURCE_DIR}/base/utils/imp)
+target_link_libraries(qxutils
+  PUBLIC Boost::headers
+  PRIVATE PkgConfig::FRIBIDI)

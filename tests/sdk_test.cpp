@@ -1,0 +1,108 @@
+#include "OdArray.h"
+#include "OdError.h"
+#include "OdGePoint2d.h"
+#include "OdGePoint3d.h"
+#include "OdString.h"
+#include "OdAnsiString.h"
+
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(OdString, NullIsEmpty) {
+  const wchar_t* none = nullptr;
+  EXPECT_TRUE(OdString(none).isEmpty());
+  EXPECT_EQ(OdString(none), L"");
+  EXPECT_EQ(OdString(L"abc").getLength(), 3);
+}
+
+TEST(OdString, FindAndSlice) {
+  const OdString s(L"a.b.c");
+  EXPECT_EQ(s.find(L'.'), 1);
+  EXPECT_EQ(s.find(L'.', 2), 3);
+  EXPECT_EQ(s.find(L"x"), -1);
+  EXPECT_EQ(s.reverseFind(L'.'), 3);
+  EXPECT_EQ(s.findOneOf(L"cb"), 2);
+  EXPECT_EQ(s.left(2), L"a.");
+  EXPECT_EQ(s.right(2), L".c");
+  EXPECT_EQ(s.mid(2), L"b.c");
+  EXPECT_EQ(s.mid(2, 1), L"b");
+  EXPECT_EQ(s.left(99), s);
+  EXPECT_EQ(s.mid(99), L"");
+  EXPECT_EQ(s.right(-1), L"");
+}
+
+TEST(OdString, Editing) {
+  OdString s(L"  a-b-c  ");
+  EXPECT_EQ(s.trimLeft().trimRight(), L"a-b-c");
+  EXPECT_EQ(s.replace(L"-", L"--"), 2);
+  EXPECT_EQ(s, L"a--b--c");
+  EXPECT_EQ(s.remove(L'-'), 4);
+  EXPECT_EQ(s.insert(1, L"XY"), 5);
+  EXPECT_EQ(s.deleteChars(0, 2), 3);
+  EXPECT_EQ(s, L"Ybc");
+  EXPECT_EQ(s.makeUpper(), L"YBC");
+  EXPECT_EQ(OdString(L"xxaxx").trimLeft(L'x').trimRight(L'x'), L"a");
+  EXPECT_EQ(OdString(L"AbC").iCompare(L"aBc"), 0);
+  EXPECT_LT(OdString(L"a").compare(L"b"), 0);
+}
+
+TEST(OdString, FormatGrowsAsNeeded) {
+  OdString s;
+  s.format(L"%ls_%d", L"Layer", 7);
+  EXPECT_EQ(s, L"Layer_7");
+  const std::wstring longText(5000, L'x');
+  EXPECT_EQ(s.format(L"%ls", longText.c_str()).getLength(), 5000);
+}
+
+TEST(OdString, BufferAccess) {
+  OdString s(L"ab");
+  wchar_t* p = s.getBuffer(10);
+  p[2] = L'c';
+  p[3] = 0;
+  s.releaseBuffer();
+  EXPECT_EQ(s, L"abc");
+}
+
+TEST(OdString, NarrowConversions) {
+  EXPECT_EQ(OdString(OdAnsiString("a\xC3\xA9")), L"a\u00E9");
+  EXPECT_EQ(OdString(OdAnsiString("a\xFF")), L"a\uFFFD");
+  EXPECT_STREQ(OdError(L"\u00E9rror").what(), "\xC3\xA9rror");
+  EXPECT_EQ(OdError(L"x").description(), L"x");
+}
+
+TEST(OdArray, AppendInsertRemove) {
+  OdArray<OdString> a;
+  EXPECT_EQ(a.append(L"a"), 0u);
+  a.insertAt(0, L"b").insertAt(2, L"c");
+  EXPECT_EQ(a, (OdArray<OdString>{L"b", L"a", L"c"}));
+  EXPECT_TRUE(a.contains(L"c"));
+  EXPECT_FALSE(a.contains(L"b", 1));
+  OdArray<OdString>::size_type at = 0;
+  EXPECT_TRUE(a.find(L"c", at));
+  EXPECT_EQ(at, 2u);
+  a.removeAt(0);
+  EXPECT_EQ(a.first(), L"a");
+  EXPECT_EQ(a.last(), L"c");
+  EXPECT_EQ(a.length(), 2u);
+}
+
+TEST(OdArray, BadIndexThrows) {
+  OdArray<int> a{1};
+  EXPECT_THROW(a[1], OdError);
+  EXPECT_THROW(a.removeAt(5), OdError);
+  EXPECT_THROW(a.insertAt(3, 0), OdError);
+  EXPECT_THROW(OdArray<int>().last(), OdError);
+}
+
+TEST(Geometry, PointsAndVectors) {
+  const OdGePoint2d a(1, 2), b(4, 6);
+  EXPECT_DOUBLE_EQ((b - a).length(), 5);
+  EXPECT_EQ(a + OdGeVector2d(1, 1), OdGePoint2d(2, 3));
+  EXPECT_TRUE(a.isEqualTo(OdGePoint2d(1, 2 + 1e-12)));
+  EXPECT_DOUBLE_EQ(OdGePoint3d(1, 2, 2).distanceTo(OdGePoint3d()), 3);
+}
+
+}  // namespace

@@ -1,0 +1,317 @@
+#include "ut_string.h"
+
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Points LC_ALL at a locale for one scope; the library reads the environment at each call.
+class ScopedLocale {
+public:
+  explicit ScopedLocale(const char* name) : m_old(std::getenv("LC_ALL") ? std::getenv("LC_ALL") : "") {
+    setenv("LC_ALL", name, 1);
+  }
+  ~ScopedLocale() { setenv("LC_ALL", m_old.c_str(), 1); }
+
+private:
+  std::string m_old;
+};
+
+// Runs a raw-buffer function on a copy of `text` in a roomy buffer and returns the result.
+template <class F>
+std::wstring onBuffer(const wchar_t* text, F f) {
+  std::vector<wchar_t> buffer(64, L'#');
+  std::wcscpy(buffer.data(), text);
+  f(buffer.data());
+  return buffer.data();
+}
+
+TEST(TrimQuotes, BufferAndStringAgree) {
+  const struct {
+    const wchar_t* in;
+    const wchar_t* out;
+  } cases[] = {{L"\"x\"", L"x"}, {L"\"\"", L""}, {L"\"", L"\""}, {L"\"ab", L"\"ab"}, {L"a\"", L"a\""}, {L"", L""}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "in: " << c.in);
+    std::wstring buffer(c.in);
+    EXPECT_STREQ(ut::trimQuotes(buffer.data()), c.out);
+    OdString s(c.in);
+    EXPECT_EQ(ut::trimQuotes(s), c.out);
+  }
+  EXPECT_EQ(ut::trimQuotes(static_cast<wchar_t*>(nullptr)), nullptr);
+}
+
+TEST(WrapInQuotes, QuotesOnlyNonEmpty) {
+  OdString s(L"a b"), empty;
+  EXPECT_EQ(ut::wrapInQuotes(s), L"\"a b\"");
+  EXPECT_EQ(ut::wrapInQuotes(empty), L"");
+}
+
+TEST(FindEndingQuote, SkipsEscapes) {
+  const wchar_t* text = L"a\\\"b\"c";
+  EXPECT_EQ(ut::findEndingQuote(text), text + 4);
+  EXPECT_EQ(ut::findEndingQuote(L"abc"), nullptr);
+  EXPECT_EQ(ut::findEndingQuote(L"ab\\"), nullptr);
+  EXPECT_EQ(ut::findEndingQuote(nullptr), nullptr);
+}
+
+TEST(TrimTrailingZeros, OnlyAfterTheSeparator) {
+  const struct {
+    const wchar_t* in;
+    const wchar_t* out;
+  } cases[] = {{L"12.500", L"12.5"}, {L"12.000", L"12"}, {L"1200", L"1200"}, {L"100", L"100"},
+               {L"0.0", L"0"},       {L".00", L".00"},   {L"1.2.30", L"1.2.3"}};
+  for (const auto& c : cases) {
+    OdString s(c.in);
+    ut::trimTrailingZeros(s, L'.');
+    EXPECT_EQ(s, c.out) << c.in;
+  }
+}
+
+TEST(Padding, FillsToWidth) {
+  EXPECT_EQ(onBuffer(L"ab", [](wchar_t* s) { ut::padAtLeftSide(s, 5); }), L"   ab");
+  EXPECT_EQ(onBuffer(L"ab", [](wchar_t* s) { ut::padAtRightSide(s, 5); }), L"ab   ");
+  EXPECT_EQ(onBuffer(L"abcdef", [](wchar_t* s) { ut::padAtLeftSide(s, 3); }), L"abcdef");
+  ut::padAtLeftSide(nullptr, 3);
+}
+
+TEST(TruncateWithDots, CutsAtEitherEnd) {
+  const struct {
+    const wchar_t* in;
+    int maxLen;
+    const wchar_t* mode;
+    const wchar_t* out;
+  } cases[] = {
+      {L"abcdefgh", 6, L"b", L"...fgh"}, {L"abcdefgh", 6, L"Begin", L"...fgh"}, {L"abcdefgh", 6, L"e", L"abc..."},
+      {L"abcdefgh", 6, L"x", L"abcdefgh"}, {L"abcdefgh", 3, L"e", L"abcdefgh"}, {L"abc", 6, L"e", L"abc"},
+      {L"abcdefgh", 8, L"b", L"abcdefgh"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.in << " " << c.maxLen << " " << c.mode);
+    EXPECT_EQ(onBuffer(c.in, [&](wchar_t* s) { ut::truncateWithDots(s, c.maxLen, c.mode); }), c.out);
+  }
+}
+
+TEST(TruncateWithDots, KeepsDoubleByteCharactersWhole) {
+  ScopedLocale japanese("ja_JP.SJIS");
+  // 0x82 leads and 0xA0 may follow in Shift JIS, so the cut moves one character on.
+  const wchar_t text[] = {L'a', L'b', L'c', L'd', 0x82, 0xA0, L'x', 0};
+  EXPECT_EQ(onBuffer(text, [](wchar_t* s) { ut::truncateWithDots(s, 6, L"b"); }), (std::wstring{L'.', L'.', L'.', 0xA0, L'x'}));
+}
+
+TEST(RemoveSpaces, ModesCombine) {
+  const struct {
+    const wchar_t* in;
+    const wchar_t* mode;
+    const wchar_t* out;
+  } cases[] = {
+      {L"  a b  c  ", L"b", L"a b  c  "}, {L"  a b  c  ", L"E", L"  a b  c"}, {L"  a b  c  ", L"m", L"  abc  "},
+      {L"  a b  c  ", L"bem", L"abc"},    {L"   ", L"bem", L"   "},          {L"abc", L"bem", L"abc"},
+      {L"\t a", L"b", L"\t a"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(onBuffer(c.in, [&](wchar_t* s) { ut::removeSpaces(s, c.mode); }), c.out) << c.in << " " << c.mode;
+  }
+}
+
+TEST(SafeCopy, AlwaysTerminates) {
+  EXPECT_EQ(onBuffer(L"", [](wchar_t* s) { ut::safe_tcsncpy(s, L"abcdef", 3); }), L"abc");
+  EXPECT_EQ(onBuffer(L"", [](wchar_t* s) { ut::safe_tcsncpy(s, L"ab", 3); }), L"ab");
+  EXPECT_EQ(onBuffer(L"xyz", [](wchar_t* s) { ut::safe_tcsncpy(s, nullptr, 3); }), L"");
+}
+
+TEST(Nfgets, ReadsLinesUpToTheLimit) {
+  // A fresh stream: one that was written to is byte-oriented and refuses wide reads.
+  char path[] = "/tmp/nfgets_XXXXXX";
+  const int fd = mkstemp(path);
+  ASSERT_GE(fd, 0);
+  const char text[] = "ab\r\ncdefg\n\nh\x7Fij";
+  ASSERT_EQ(write(fd, text, sizeof text - 1), static_cast<ssize_t>(sizeof text - 1));
+  close(fd);
+  FILE* f = std::fopen(path, "r");
+  std::remove(path);
+  ASSERT_NE(f, nullptr);
+  wchar_t buffer[5];
+  std::vector<std::wstring> lines;
+  while (ut::nfgets(buffer, 4, f)) lines.push_back(buffer);
+  std::fclose(f);
+  EXPECT_EQ(lines, (std::vector<std::wstring>{L"ab", L"cdef", L"g", L"", L"h", L"ij"}));
+}
+
+TEST(Affixes, CaseSensitive) {
+  EXPECT_TRUE(ut::startsWith(L"Layer1", L"Lay"));
+  EXPECT_FALSE(ut::startsWith(L"Layer1", L"lay"));
+  EXPECT_TRUE(ut::startsWithAny(L"Layer1", L"x", L"L"));
+  EXPECT_TRUE(ut::endsWith(L"file.dwg", L".dwg"));
+  EXPECT_FALSE(ut::endsWith(L"dwg", L"a.dwg"));
+  EXPECT_EQ(ut::beforeFirst(L"name", L'x'), L"name");
+  EXPECT_EQ(ut::afterFirst(L"name", L'x'), L"");
+  EXPECT_EQ(ut::beforeFirst(L"a=b=c", L'='), L"a");
+  EXPECT_EQ(ut::afterFirst(L"a=b=c", L'='), L"b=c");
+  EXPECT_EQ(ut::removeLast(L"abc"), L"ab");
+  EXPECT_EQ(ut::removeLast(L""), L"");
+}
+
+TEST(CaseFolding, AsciiOnlyAndSubstrings) {
+  EXPECT_EQ(ut::compareNamesLowercase(L"ABC", L"abd", 2), 0);
+  EXPECT_LT(ut::compareNamesLowercase(L"ABC", L"abd", 3), 0);
+  EXPECT_NE(ut::compareNamesLowercase(L"\u00C4", L"\u00E4", 1), 0);
+  const wchar_t* hay = L"The Layer Name";
+  EXPECT_EQ(ut::findSubstringNoCase(hay, L"layer"), hay + 4);
+  EXPECT_EQ(ut::findSubstringNoCase(hay, L"xyz"), nullptr);
+  EXPECT_EQ(ut::findSubstringNoCase(nullptr, L"a"), nullptr);
+  EXPECT_EQ(ut::toUpperCase(L"a\u00E4"), L"A\u00C4");
+}
+
+TEST(IsNumber, ConversionMustConsumeAll) {
+  const struct {
+    const wchar_t* in;
+    bool integer;
+    bool number;
+  } cases[] = {{L"12", true, true},     {L"12 ", true, true},   {L" 12", true, true},  {L"12a", false, false},
+               {L"", false, false},     {L"1.5", false, true},  {L"1e3", false, true}, {L"-inf", false, true},
+               {L"0x1A", false, true},  {L"+7\t\n", true, true}, {L"a", false, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "in: " << c.in);
+    EXPECT_EQ(ut::isInteger(c.in), c.integer);
+    EXPECT_EQ(ut::isNumber(c.in), c.number);
+  }
+  EXPECT_FALSE(ut::isNumber(nullptr));
+  long value = 0;
+  EXPECT_FALSE(ut::isNumber(L"42x", &value));
+  EXPECT_EQ(value, 42);
+  long long big = 0;
+  EXPECT_TRUE(ut::isNumber(L"9000000000", &big));
+  EXPECT_EQ(big, 9000000000LL);
+}
+
+TEST(CharacterTests, Classes) {
+  EXPECT_TRUE(ut::isASCII(L""));
+  EXPECT_FALSE(ut::isASCII(L"a\u00E9"));
+  EXPECT_TRUE(ut::isValidHandleString(L"   "));
+  EXPECT_TRUE(ut::isValidHandleString(L" 1aF"));
+  EXPECT_FALSE(ut::isValidHandleString(L"1A "));
+  EXPECT_FALSE(ut::isValidHandleString(L""));
+  for (wchar_t c = 1; c < 128; ++c) {
+    EXPECT_EQ(ut::isMTextFormatCodeWithValue(c), std::wstring(L"ACFHQSTWacfhpqstw").find(c) != std::wstring::npos) << int(c);
+    EXPECT_EQ(ut::isValidHexDigit(c), std::iswxdigit(c) != 0) << int(c);
+  }
+  EXPECT_TRUE(ut::isLeftToRightChar(L'a'));
+  EXPECT_FALSE(ut::isLeftToRightChar(L'1'));
+  EXPECT_TRUE(ut::isRightToLeftChar(L'\u05D0'));  // Hebrew alef
+  EXPECT_TRUE(ut::isRightToLeftChar(L'\u0627'));  // Arabic alef
+  EXPECT_FALSE(ut::isRightToLeftChar(L'a'));
+}
+
+TEST(Wildcards, DetectAndEscape) {
+  for (const wchar_t* s : {L"a*", L"a?", L"a,b", L"a.b", L"#", L"@", L"`", L"[", L"~"}) EXPECT_TRUE(ut::hasWildcard(s)) << s;
+  EXPECT_FALSE(ut::hasWildcard(L"a-b]"));
+  EXPECT_FALSE(ut::hasWildcard(nullptr));
+  const struct {
+    const wchar_t* in;
+    const wchar_t* out;
+  } cases[] = {{L"abc*?", L"abc*?"}, {L"a.b", L"a`.b"}, {L"a`.b", L"a`.b"}, {L"[x-y]", L"`[x`-y`]"},
+               {L"#@~", L"`#`@`~"}, {L"a,b*", L"a,b*"}};
+  for (const auto& c : cases) EXPECT_EQ(ut::escapeWildcards(c.in), c.out) << c.in;
+}
+
+TEST(Slashes, Conversions) {
+  EXPECT_EQ(ut::correctSlashes(L"a/b|c"), L"a\\b c");
+  OdString inPlace(L"x/y");
+  ut::correctSlashes(inPlace);
+  EXPECT_EQ(inPlace, L"x\\y");
+  EXPECT_EQ(ut::makeBackSlashes(L"a/b|c"), L"a\\b|c");
+  EXPECT_EQ(ut::makeForwardSlashes(OdString(L"a\\b")), L"a/b");
+  EXPECT_TRUE(ut::checkSlashes(L"a\\b"));
+  EXPECT_FALSE(ut::checkSlashes(OdString(L"a/b")));
+  wchar_t buffer[] = L"a.b.c";
+  ut::replaceSymbol(buffer, L'.', L'_');
+  EXPECT_STREQ(buffer, L"a_b_c");
+}
+
+TEST(Utf8, RoundTripAndErrors) {
+  const std::wstring text = L"a\u00E9\u20AC\U0001F600";
+  EXPECT_EQ(ut::ws2s(text), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+  EXPECT_EQ(ut::s2ws(ut::ws2s(text)), text);
+  for (const char* bad : {"\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80", "a\xFF"}) {
+    EXPECT_THROW(ut::s2ws(bad), std::range_error) << bad;
+  }
+  EXPECT_THROW(ut::ws2s(std::wstring(1, static_cast<wchar_t>(0xD800))), std::range_error);
+  try {
+    ut::s2ws("\xFF");
+  } catch (const std::range_error& e) {
+    EXPECT_STREQ(e.what(), "bad conversion");
+  }
+}
+
+TEST(CodePages, ConvertToAnsi) {
+  EXPECT_EQ(ut::convertToAnsi(L"a\u00E9", 1252), "a\xE9");
+  EXPECT_EQ(ut::convertToAnsi(L"a\u00E9", 65001), "a\xC3\xA9");
+  EXPECT_EQ(ut::convertToAnsi(L"\u20AC", 1252), "\x80");
+  EXPECT_EQ(ut::convertToAnsi(L"a\u4E00", 1252), "a?");
+  EXPECT_EQ(ut::convertToAnsi(L"abc", 99999), "");
+  ScopedLocale utf8("C.UTF-8");
+  EXPECT_EQ(ut::convertToAnsi(L"\u00E9", 1200), "\xC3\xA9");
+  EXPECT_EQ(ut::convFileNameToMB(L"/tmp/\u00E9.txt"), "/tmp/\xC3\xA9.txt");
+  EXPECT_EQ(ut::convFileNameToMB(nullptr), "");
+}
+
+TEST(NumberFormat, FollowsTheUserLocale) {
+  const struct {
+    const char* locale;
+    const wchar_t* in;
+    bool noLeadingZero;
+    const wchar_t* out;
+  } cases[] = {
+      {"en_US.UTF-8", L"1234567.891", false, L"1,234,567.891"},
+      {"en_US.UTF-8", L"-1234.50", false, L"-1,234.50"},
+      {"en_US.UTF-8", L"0.5", false, L"0.5"},
+      {"en_US.UTF-8", L"0.5", true, L".5"},
+      {"en_US.UTF-8", L"-.5", false, L"-0.5"},
+      {"en_US.UTF-8", L".5", false, L"1"},  // no digit before the point: no decimals are kept
+      {"en_US.UTF-8", L"007", false, L"7"},
+      {"en_US.UTF-8", L"999", false, L"999"},
+      {"de_DE.UTF-8", L"1234567.891", false, L"1.234.567,891"},
+      {"en_IN.UTF-8", L"1234567", false, L"12,34,567"},
+      {"C", L"1234567", false, L"1,234,567"},
+      {"en_US.UTF-8", L"12a", false, L"12a"},
+      {"en_US.UTF-8", L"1,000", false, L"1,000"},
+      {"en_US.UTF-8", L"", false, L""},
+      {"en_US.UTF-8", L"-", false, L"-"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.locale << " " << c.in);
+    ScopedLocale locale(c.locale);
+    EXPECT_EQ(ut::getNumberFormat(c.in, c.noLeadingZero), c.out);
+  }
+  ScopedLocale english("en_US.UTF-8");
+  const OdString tooLong(std::wstring(90, L'9'));
+  EXPECT_EQ(ut::getNumberFormat(tooLong, false), tooLong);
+}
+
+TEST(SortStrings, CollationOrder) {
+  OdArray<OdString> names{L"b", L"B", L"a", L"C"};
+  EXPECT_EQ(ut::sortStrings(names, false), 4);
+  EXPECT_EQ(names, (OdArray<OdString>{L"B", L"C", L"a", L"b"}));
+  ut::sortStrings(names, true);
+  EXPECT_EQ(names, (OdArray<OdString>{L"a", L"B", L"b", L"C"}));
+}
+
+TEST(Functors, HashAndArrayOrder) {
+  EXPECT_EQ(ut::OdStringHash()(L"abc"), ut::OdStringHash()(OdString(L"abc")));
+  ut::OdStringArrayLess less;
+  EXPECT_TRUE(less({L"a"}, {L"a", L"b"}));
+  EXPECT_TRUE(less({L"a", L"b"}, {L"b"}));
+  EXPECT_FALSE(less({L"b"}, {L"b"}));
+  EXPECT_STREQ(ut::DEGREE_SYMBOL(), L"\u00B0");
+}
+
+}  // namespace
