@@ -1,11 +1,14 @@
 set(QXUTILS_SOURCES
   sdk/OdError.cpp
   sdk/OdString.cpp
+  sdk/OdDbSymUtil.cpp
   base/utils/imp/ut_assert.cpp
   base/utils/imp/ut_utf8.cpp
   base/utils/imp/ut_string.cpp
   base/utils/imp/ut_string_split.cpp
   base/utils/imp/ut_string_convert.cpp
+  base/utils/imp/ut_string_format.cpp
+  base/utils/imp/ut_string_names.cpp
   base/utils/imp/posix/text_platform.cpp
 )
 

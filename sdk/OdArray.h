@@ -49,8 +49,7 @@ public:
   }
   // index may equal size(), which appends.
   OdArray& insertAt(size_type index, const T& value) {
-    if (index != size()) checked(index);
-    m_items.insert(m_items.begin() + index, value);
+    m_items.insert(m_items.begin() + checked(index, size() + 1), value);
     return *this;
   }
   OdArray& removeAt(size_type index) { m_items.erase(m_items.begin() + checked(index)); return *this; }
@@ -81,10 +80,12 @@ public:
   friend bool operator==(const OdArray& a, const OdArray& b) { return a.m_items == b.m_items; }
 
 private:
-  size_type checked(size_type index) const {
-    if (index >= size()) throw OdError(L"Invalid index");
+  size_type checked(size_type index) const { return checked(index, size()); }
+  static size_type checked(size_type index, size_type limit) {
+    if (index >= limit) [[unlikely]] throwInvalidIndex();
     return index;
   }
+  [[noreturn, gnu::cold, gnu::noinline]] static void throwInvalidIndex() { throw OdError(L"Invalid index"); }
 
   std::vector<T> m_items;
 };

@@ -90,11 +90,11 @@ TEST(OdArray, AppendInsertRemove) {
 }
 
 TEST(OdArray, BadIndexThrows) {
-  OdArray<int> a{1};
+  OdArray<OdString> a{L"x"};
   EXPECT_THROW(a[1], OdError);
   EXPECT_THROW(a.removeAt(5), OdError);
-  EXPECT_THROW(a.insertAt(3, 0), OdError);
-  EXPECT_THROW(OdArray<int>().last(), OdError);
+  EXPECT_THROW(a.insertAt(3, L"y"), OdError);
+  EXPECT_THROW(OdArray<OdString>().last(), OdError);
 }
 
 TEST(Geometry, PointsAndVectors) {

@@ -6,6 +6,7 @@
 
 #include "OdAnsiString.h"
 #include "OdArray.h"
+#include "OdDbSymUtil.h"
 #include "OdError.h"
 #include "OdGePoint2d.h"
 #include "OdGePoint3d.h"

@@ -1,6 +1,7 @@
 #include "ut_string.h"
 
 #include "text_platform.h"
+#include "ut_text_escapes.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -9,8 +10,6 @@
 namespace ut {
 
 namespace {
-
-bool isHexDigit(wchar_t c) { return (c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'F') || (c >= L'a' && c <= L'f'); }
 
 // The shared shape of the isNumber tests: a conversion that consumed something and is followed by white
 // space at most. The value is stored whatever the answer.
@@ -230,13 +229,13 @@ bool isASCII(const wchar_t* s) {
   return s && std::all_of(s, s + std::wcslen(s), [](wchar_t c) { return static_cast<unsigned>(c) <= 127; });
 }
 
-bool isValidHexDigit(wchar_t c) { return isHexDigit(c); }
+bool isValidHexDigit(wchar_t c) { return internal::hexDigitValue(c) >= 0; }
 
 bool isValidHandleString(const wchar_t* s) {
   if (!s || !*s) return false;
   while (*s == L' ') ++s;
   for (; *s; ++s) {
-    if (!isHexDigit(*s)) return false;
+    if (internal::hexDigitValue(*s) < 0) return false;
   }
   return true;
 }
