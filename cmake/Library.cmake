@@ -9,6 +9,8 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_string_convert.cpp
   base/utils/imp/ut_string_format.cpp
   base/utils/imp/ut_string_names.cpp
+  base/utils/imp/ut_natural_sort.cpp
+  base/utils/imp/ut_string_parser.cpp
   base/utils/imp/posix/text_platform.cpp
 )
 

@@ -13,6 +13,8 @@
 #include "OdString.h"
 
 #include "ut_assert.h"
+#include "ut_natural_sort.h"
 #include "ut_string.h"
+#include "ut_string_parser.h"
 
 #endif

@@ -75,6 +75,11 @@ void truncateWithDots(wchar_t* s, int maxLen, const wchar_t* mode);
 // Removes spaces by the letters of `mode`: 'b' leading, 'e' trailing, 'm' every space between the first
 // and the last word. Does nothing to a text without spaces or of white space only.
 void removeSpaces(wchar_t* s, const wchar_t* mode);
+// The same four edits on an OdString, in place; each returns `s`.
+OdString& padAtLeftSide(OdString& s, int width);
+OdString& padAtRightSide(OdString& s, int width);
+OdString& truncateWithDots(OdString& s, int maxLen, const wchar_t* mode);
+OdString& removeSpaces(OdString& s, const wchar_t* mode);
 // Copies at most n characters and always terminates at min(n, length of src); the buffer needs n + 1.
 void safe_tcsncpy(wchar_t* dst, const wchar_t* src, size_t n);
 // Reads a line of wide characters up to LF, DEL (0x7F), end of file or `n` characters; CRs are dropped.
@@ -99,6 +104,7 @@ int compareNamesLowercase(const wchar_t* a, const wchar_t* b, size_t n);
 // Case-insensitive search; a pointer into `haystack`, or null.
 const wchar_t* findSubstringNoCase(const wchar_t* haystack, const wchar_t* needle);
 void replaceSymbol(wchar_t* s, wchar_t from, wchar_t to);
+OdString& replaceSymbol(OdString& s, wchar_t from, wchar_t to);
 
 // --- Number and character tests ------------------------------------------------------------------------
 

@@ -126,6 +126,30 @@ void removeSpaces(wchar_t* s, const wchar_t* mode) {
   std::wmemcpy(s, text.c_str(), text.size() + 1);
 }
 
+// Runs an in-place buffer edit on an OdString with room for `capacity` characters.
+template <class Edit>
+OdString& editInPlace(OdString& s, int capacity, Edit edit) {
+  edit(s.getBuffer(std::max(capacity, s.getLength())));
+  s.releaseBuffer();
+  return s;
+}
+
+OdString& padAtLeftSide(OdString& s, int width) {
+  return editInPlace(s, width, [width](wchar_t* buffer) { padAtLeftSide(buffer, width); });
+}
+
+OdString& padAtRightSide(OdString& s, int width) {
+  return editInPlace(s, width, [width](wchar_t* buffer) { padAtRightSide(buffer, width); });
+}
+
+OdString& truncateWithDots(OdString& s, int maxLen, const wchar_t* mode) {
+  return editInPlace(s, 0, [=](wchar_t* buffer) { truncateWithDots(buffer, maxLen, mode); });
+}
+
+OdString& removeSpaces(OdString& s, const wchar_t* mode) {
+  return editInPlace(s, 0, [mode](wchar_t* buffer) { removeSpaces(buffer, mode); });
+}
+
 void safe_tcsncpy(wchar_t* dst, const wchar_t* src, size_t n) {
   if (!dst) return;
   const size_t length = src ? ::wcsnlen(src, n) : 0;
@@ -198,6 +222,11 @@ void replaceSymbol(wchar_t* s, wchar_t from, wchar_t to) {
   for (; s && *s; ++s) {
     if (*s == from) *s = to;
   }
+}
+
+OdString& replaceSymbol(OdString& s, wchar_t from, wchar_t to) {
+  s.replace(from, to);
+  return s;
 }
 
 // --- Number and character tests ------------------------------------------------------------------------
