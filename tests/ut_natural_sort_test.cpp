@@ -124,11 +124,14 @@ TEST(StrCmpAlphanum, AgreesWithThePlainReadingOnRandomStrings) {
   }
 }
 
-TEST(StrCmpAlphanum, FoldsCaseByTheCurrentLocale) {
+TEST(StrCmpAlphanum, FollowsTheCurrentLocale) {
   const std::string previous = std::setlocale(LC_ALL, nullptr);
   ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
   EXPECT_EQ(ut::strCmpAlphanum(L"\u00C9cole 2", L"\u00E9cole 2", false), 0);
   EXPECT_NE(ut::strCmpAlphanum(L"\u00C9cole 2", L"\u00E9cole 2", true), 0);
+  EXPECT_GT(ut::strCmpAlphanum(L"a1", L"B1"), 0);  // code-point order
+  ASSERT_NE(std::setlocale(LC_ALL, "en_US.UTF-8"), nullptr);
+  EXPECT_LT(ut::strCmpAlphanum(L"a1", L"B1"), 0);  // dictionary order
   std::setlocale(LC_ALL, previous.c_str());
 }
 

@@ -34,6 +34,10 @@ bool isAnsiTrailByte(unsigned c);
 wchar_t toUpper(wchar_t c);
 wchar_t toLower(wchar_t c);
 
+// Whether the collation of the C library's current locale is plain code-point order (as in the "C",
+// "POSIX" and "C.UTF-8" locales), so that callers may compare characters directly instead of collating.
+bool collationIsCodePointOrder();
+
 enum class CharDirection { LeftToRight, RightToLeft, Neutral };
 CharDirection charDirection(wchar_t c);
 

@@ -1,5 +1,7 @@
 #include "ut_natural_sort.h"
 
+#include "text_platform.h"
+
 #include <algorithm>
 #include <charconv>
 #include <climits>
@@ -71,6 +73,7 @@ int collateChars(wchar_t a, wchar_t b, bool caseSensitive) {
     b = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(b)));
     if (a == b) return 0;
   }
+  if (platform::collationIsCodePointOrder()) return threeWay(a, b);
   const wchar_t oneA[2] = {a, L'\0'};
   const wchar_t oneB[2] = {b, L'\0'};
   return std::wcscoll(oneA, oneB);

@@ -13,6 +13,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <clocale>
 #include <cstring>
 #include <cwctype>
 #include <memory>
@@ -201,6 +202,14 @@ wchar_t toUpper(wchar_t c) {
 wchar_t toLower(wchar_t c) {
   if (c < 0x80) return c >= L'A' && c <= L'Z' ? c + 32 : c;
   return unicodeLocale() ? static_cast<wchar_t>(towlower_l(c, unicodeLocale())) : c;
+}
+
+bool collationIsCodePointOrder() {
+  // Only the process-wide locale is looked at; a thread with a locale of its own always collates.
+  if (uselocale(locale_t(nullptr)) != LC_GLOBAL_LOCALE) return false;
+  const char* name = setlocale(LC_COLLATE, nullptr);
+  return name && (std::strcmp(name, "C") == 0 || std::strcmp(name, "POSIX") == 0 ||
+                  strncasecmp(name, "C.UTF", 5) == 0);
 }
 
 CharDirection charDirection(wchar_t c) {
