@@ -15,7 +15,8 @@ void require(bool condition) {
 
 std::wstring joined(const OdArray<OdString>& pieces, std::wstring_view glue = {}) {
   std::wstring text;
-  for (unsigned i = 0; i < pieces.size(); ++i) text.append(i ? glue : std::wstring_view()).append(pieces[i].view());
+  for (unsigned i = 0; i < pieces.size(); ++i)
+    text.append(i ? glue : std::wstring_view()).append(pieces[i].view());
   return text;
 }
 
@@ -31,7 +32,8 @@ void checkSplit(uint8_t control, const std::wstring& input) {
 
   OdArray<OdString> all;
   ut::split(all, body, separators, true, true);
-  const bool anySeparator = std::any_of(separators.begin(), separators.end(), [](auto& s) { return !s.isEmpty(); });
+  const bool anySeparator =
+      std::any_of(separators.begin(), separators.end(), [](auto& s) { return !s.isEmpty(); });
   require(!anySeparator || joined(all) == body.view());
 
   OdArray<OdString> nonEmpty;

@@ -12,7 +12,7 @@
 #include <string_view>
 
 class OdAnsiString {
-public:
+ public:
   OdAnsiString() = default;
   OdAnsiString(const char* s) : m_s(s ? s : "") {}
   OdAnsiString(const char* s, int length) : m_s(s ? std::string(s, length) : std::string()) {}
@@ -26,13 +26,16 @@ public:
   bool isEmpty() const { return m_s.empty(); }
   char getAt(int index) const { return m_s.at(index); }
 
-  OdAnsiString& operator+=(const OdAnsiString& s) { m_s += s.m_s; return *this; }
+  OdAnsiString& operator+=(const OdAnsiString& s) {
+    m_s += s.m_s;
+    return *this;
+  }
 
   friend bool operator==(const OdAnsiString& a, const OdAnsiString& b) { return a.m_s == b.m_s; }
   friend bool operator==(const OdAnsiString& a, const char* b) { return a.m_s == (b ? b : ""); }
   friend auto operator<=>(const OdAnsiString& a, const OdAnsiString& b) { return a.m_s <=> b.m_s; }
 
-private:
+ private:
   std::string m_s;
 };
 

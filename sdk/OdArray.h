@@ -18,7 +18,7 @@
 
 template <class T>
 class OdArray {
-public:
+ public:
   using value_type = T;
   using size_type = unsigned int;
   using iterator = typename std::vector<T>::iterator;
@@ -41,8 +41,14 @@ public:
   T& last() { return at(size() - 1); }
   const T& last() const { return at(size() - 1); }
 
-  size_type append(const T& value) { m_items.push_back(value); return size() - 1; }
-  size_type append(T&& value) { m_items.push_back(std::move(value)); return size() - 1; }
+  size_type append(const T& value) {
+    m_items.push_back(value);
+    return size() - 1;
+  }
+  size_type append(T&& value) {
+    m_items.push_back(std::move(value));
+    return size() - 1;
+  }
   OdArray& append(const OdArray& other) {
     m_items.insert(m_items.end(), other.m_items.begin(), other.m_items.end());
     return *this;
@@ -52,8 +58,14 @@ public:
     m_items.insert(m_items.begin() + checked(index, size() + 1), value);
     return *this;
   }
-  OdArray& removeAt(size_type index) { m_items.erase(m_items.begin() + checked(index)); return *this; }
-  OdArray& removeLast() { m_items.erase(m_items.begin() + checked(size() - 1)); return *this; }
+  OdArray& removeAt(size_type index) {
+    m_items.erase(m_items.begin() + checked(index));
+    return *this;
+  }
+  OdArray& removeLast() {
+    m_items.erase(m_items.begin() + checked(size() - 1));
+    return *this;
+  }
   void clear() { m_items.clear(); }
   void resize(size_type n) { m_items.resize(n); }
   void reserve(size_type n) { m_items.reserve(n); }
@@ -79,10 +91,11 @@ public:
 
   friend bool operator==(const OdArray& a, const OdArray& b) { return a.m_items == b.m_items; }
 
-private:
+ private:
   size_type checked(size_type index) const { return checked(index, size()); }
   static size_type checked(size_type index, size_type limit) {
-    if (index >= limit) [[unlikely]] throwInvalidIndex();
+    if (index >= limit) [[unlikely]]
+      throwInvalidIndex();
     return index;
   }
   [[noreturn, gnu::cold, gnu::noinline]] static void throwInvalidIndex() { throw OdError(L"Invalid index"); }

@@ -13,13 +13,13 @@
 #include <string>
 
 class OdError : public std::exception {
-public:
+ public:
   explicit OdError(const OdString& description);
 
   OdString description() const { return m_description; }
   const char* what() const noexcept override { return m_what.c_str(); }
 
-private:
+ private:
   OdString m_description;
   std::string m_what;
 };

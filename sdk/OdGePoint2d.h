@@ -10,7 +10,7 @@
 #include <cmath>
 
 class OdGeVector2d {
-public:
+ public:
   OdGeVector2d() = default;
   OdGeVector2d(double xx, double yy) : x(xx), y(yy) {}
 
@@ -25,7 +25,7 @@ public:
 };
 
 class OdGePoint2d {
-public:
+ public:
   OdGePoint2d() = default;
   OdGePoint2d(double xx, double yy) : x(xx), y(yy) {}
 

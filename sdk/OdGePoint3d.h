@@ -9,11 +9,13 @@
 #include <cmath>
 
 class OdGePoint3d {
-public:
+ public:
   OdGePoint3d() = default;
   OdGePoint3d(double xx, double yy, double zz) : x(xx), y(yy), z(zz) {}
 
-  double distanceTo(const OdGePoint3d& p) const { return std::sqrt((x - p.x) * (x - p.x) + (y - p.y) * (y - p.y) + (z - p.z) * (z - p.z)); }
+  double distanceTo(const OdGePoint3d& p) const {
+    return std::sqrt((x - p.x) * (x - p.x) + (y - p.y) * (y - p.y) + (z - p.z) * (z - p.z));
+  }
   bool isEqualTo(const OdGePoint3d& p, double tolerance = 1e-10) const { return distanceTo(p) <= tolerance; }
   bool operator==(const OdGePoint3d&) const = default;
 

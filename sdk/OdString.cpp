@@ -17,9 +17,7 @@ int position(size_t pos) { return pos == std::wstring::npos ? -1 : static_cast<i
 
 }  // namespace
 
-OdString::OdString(const OdAnsiString& s) {
-  (void)ut::internal::decodeUtf8(s.str(), m_s, true);
-}
+OdString::OdString(const OdAnsiString& s) { (void)ut::internal::decodeUtf8(s.str(), m_s, true); }
 
 int OdString::compare(const wchar_t* other) const { return m_s.compare(other ? other : L""); }
 
@@ -34,9 +32,7 @@ int OdString::iCompare(const wchar_t* other) const {
   }
 }
 
-int OdString::find(wchar_t ch, int start) const {
-  return start < 0 ? -1 : position(m_s.find(ch, start));
-}
+int OdString::find(wchar_t ch, int start) const { return start < 0 ? -1 : position(m_s.find(ch, start)); }
 
 int OdString::find(const wchar_t* text, int start) const {
   return start < 0 || !text ? -1 : position(m_s.find(text, start));
@@ -44,7 +40,9 @@ int OdString::find(const wchar_t* text, int start) const {
 
 int OdString::reverseFind(wchar_t ch) const { return position(m_s.rfind(ch)); }
 
-int OdString::findOneOf(const wchar_t* chars) const { return chars ? position(m_s.find_first_of(chars)) : -1; }
+int OdString::findOneOf(const wchar_t* chars) const {
+  return chars ? position(m_s.find_first_of(chars)) : -1;
+}
 
 OdString OdString::left(int count) const { return OdString(m_s.substr(0, clampIndex(count, m_s.size()))); }
 

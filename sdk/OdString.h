@@ -22,7 +22,7 @@
 class OdAnsiString;
 
 class OdString {
-public:
+ public:
   OdString() = default;
   OdString(const wchar_t* s) : m_s(s ? s : L"") {}
   OdString(const wchar_t* s, int length) : m_s(s ? std::wstring(s, length) : std::wstring()) {}
@@ -39,7 +39,10 @@ public:
 
   int getLength() const { return static_cast<int>(m_s.size()); }
   bool isEmpty() const { return m_s.empty(); }
-  OdString& empty() { m_s.clear(); return *this; }
+  OdString& empty() {
+    m_s.clear();
+    return *this;
+  }
 
   wchar_t getAt(int index) const { return m_s.at(index); }
   void setAt(int index, wchar_t ch) { m_s.at(index) = ch; }
@@ -86,9 +89,18 @@ public:
   wchar_t* getBuffer(int minLength);
   void releaseBuffer(int newLength = -1);
 
-  OdString& operator+=(const OdString& s) { m_s += s.m_s; return *this; }
-  OdString& operator+=(const wchar_t* s) { if (s) m_s += s; return *this; }
-  OdString& operator+=(wchar_t ch) { m_s += ch; return *this; }
+  OdString& operator+=(const OdString& s) {
+    m_s += s.m_s;
+    return *this;
+  }
+  OdString& operator+=(const wchar_t* s) {
+    if (s) m_s += s;
+    return *this;
+  }
+  OdString& operator+=(wchar_t ch) {
+    m_s += ch;
+    return *this;
+  }
 
   friend OdString operator+(OdString a, const OdString& b) { return a += b; }
   friend OdString operator+(OdString a, const wchar_t* b) { return a += b; }
@@ -99,7 +111,7 @@ public:
   friend bool operator==(const OdString& a, const wchar_t* b) { return a.compare(b) == 0; }
   friend auto operator<=>(const OdString& a, const OdString& b) { return a.m_s <=> b.m_s; }
 
-private:
+ private:
   std::wstring m_s;
 };
 

@@ -1,7 +1,7 @@
+#include "OdAnsiString.h"
 #include "OdArray.h"
 #include "OdError.h"
 #include "OdString.h"
-#include "OdAnsiString.h"
 
 #include "test_support.h"
 

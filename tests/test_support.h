@@ -11,8 +11,10 @@
 inline void PrintTo(const OdString& s, std::ostream* os) {
   *os << "L\"";
   for (wchar_t c : s.view()) {
-    if (c >= 0x20 && c < 0x7F) *os << static_cast<char>(c);
-    else *os << "\\x{" << std::hex << static_cast<unsigned>(c) << std::dec << "}";
+    if (c >= 0x20 && c < 0x7F)
+      *os << static_cast<char>(c);
+    else
+      *os << "\\x{" << std::hex << static_cast<unsigned>(c) << std::dec << "}";
   }
   *os << "\"";
 }

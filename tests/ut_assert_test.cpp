@@ -26,7 +26,7 @@ int selfRemoving(const char*, const char*, const char*, int) {
 }
 
 class AssertCallbacks : public testing::Test {
-protected:
+ protected:
   void SetUp() override { g_calls.clear(); }
   void TearDown() override {
     for (auto cb : {first, second, selfRemoving}) ut::removeAssertCallback(cb);

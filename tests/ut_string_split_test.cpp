@@ -90,10 +90,14 @@ TEST(SplitSlideSpecification, Table) {
     const wchar_t* name;
     const wchar_t* slide;
   } cases[] = {
-      {L"lib(slide)", L"lib", L"slide"},       {L"lib  (slide)", L"lib", L"slide"},
-      {L"lib(slide).sld", L"lib", L"slide"},   {L"lib(slide)x", L"lib(slide)x", L""},
-      {L"lib", L"lib", L""},                   {L"(slide)", L"(slide)", L""},
-      {L"lib)(x", L"lib)(x", L""},             {L"a(b)(c)", L"a(b)", L"c"},
+      {L"lib(slide)", L"lib", L"slide"},
+      {L"lib  (slide)", L"lib", L"slide"},
+      {L"lib(slide).sld", L"lib", L"slide"},
+      {L"lib(slide)x", L"lib(slide)x", L""},
+      {L"lib", L"lib", L""},
+      {L"(slide)", L"(slide)", L""},
+      {L"lib)(x", L"lib)(x", L""},
+      {L"a(b)(c)", L"a(b)", L"c"},
       {L"lib()", L"lib", L""},
   };
   for (const auto& c : cases) {

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
-#include <unistd.h>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -15,13 +15,13 @@ namespace {
 
 // Points LC_ALL at a locale for one scope; the library reads the environment at each call.
 class ScopedLocale {
-public:
+ public:
   explicit ScopedLocale(const char* name) : m_old(std::getenv("LC_ALL") ? std::getenv("LC_ALL") : "") {
     setenv("LC_ALL", name, 1);
   }
   ~ScopedLocale() { setenv("LC_ALL", m_old.c_str(), 1); }
 
-private:
+ private:
   std::string m_old;
 };
 
@@ -38,7 +38,8 @@ TEST(TrimQuotes, BufferAndStringAgree) {
   const struct {
     const wchar_t* in;
     const wchar_t* out;
-  } cases[] = {{L"\"x\"", L"x"}, {L"\"\"", L""}, {L"\"", L"\""}, {L"\"ab", L"\"ab"}, {L"a\"", L"a\""}, {L"", L""}};
+  } cases[] = {{L"\"x\"", L"x"},   {L"\"\"", L""},   {L"\"", L"\""},
+               {L"\"ab", L"\"ab"}, {L"a\"", L"a\""}, {L"", L""}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "in: " << c.in);
     std::wstring buffer(c.in);
@@ -67,7 +68,7 @@ TEST(TrimTrailingZeros, OnlyAfterTheSeparator) {
   const struct {
     const wchar_t* in;
     const wchar_t* out;
-  } cases[] = {{L"12.500", L"12.5"}, {L"12.000", L"12"}, {L"1200", L"1200"}, {L"100", L"100"},
+  } cases[] = {{L"12.500", L"12.5"}, {L"12.000", L"12"}, {L"1200", L"1200"},   {L"100", L"100"},
                {L"0.0", L"0"},       {L".00", L".00"},   {L"1.2.30", L"1.2.3"}};
   for (const auto& c : cases) {
     OdString s(c.in);
@@ -96,8 +97,9 @@ TEST(TruncateWithDots, CutsAtEitherEnd) {
     const wchar_t* mode;
     const wchar_t* out;
   } cases[] = {
-      {L"abcdefgh", 6, L"b", L"...fgh"}, {L"abcdefgh", 6, L"Begin", L"...fgh"}, {L"abcdefgh", 6, L"e", L"abc..."},
-      {L"abcdefgh", 6, L"x", L"abcdefgh"}, {L"abcdefgh", 3, L"e", L"abcdefgh"}, {L"abc", 6, L"e", L"abc"},
+      {L"abcdefgh", 6, L"b", L"...fgh"},   {L"abcdefgh", 6, L"Begin", L"...fgh"},
+      {L"abcdefgh", 6, L"e", L"abc..."},   {L"abcdefgh", 6, L"x", L"abcdefgh"},
+      {L"abcdefgh", 3, L"e", L"abcdefgh"}, {L"abc", 6, L"e", L"abc"},
       {L"abcdefgh", 8, L"b", L"abcdefgh"},
   };
   for (const auto& c : cases) {
@@ -110,7 +112,8 @@ TEST(TruncateWithDots, KeepsDoubleByteCharactersWhole) {
   ScopedLocale japanese("ja_JP.SJIS");
   // 0x82 leads and 0xA0 may follow in Shift JIS, so the cut moves one character on.
   const wchar_t text[] = {L'a', L'b', L'c', L'd', 0x82, 0xA0, L'x', 0};
-  EXPECT_EQ(onBuffer(text, [](wchar_t* s) { ut::truncateWithDots(s, 6, L"b"); }), (std::wstring{L'.', L'.', L'.', 0xA0, L'x'}));
+  EXPECT_EQ(onBuffer(text, [](wchar_t* s) { ut::truncateWithDots(s, 6, L"b"); }),
+            (std::wstring{L'.', L'.', L'.', 0xA0, L'x'}));
 }
 
 TEST(RemoveSpaces, ModesCombine) {
@@ -119,12 +122,14 @@ TEST(RemoveSpaces, ModesCombine) {
     const wchar_t* mode;
     const wchar_t* out;
   } cases[] = {
-      {L"  a b  c  ", L"b", L"a b  c  "}, {L"  a b  c  ", L"E", L"  a b  c"}, {L"  a b  c  ", L"m", L"  abc  "},
-      {L"  a b  c  ", L"bem", L"abc"},    {L"   ", L"bem", L"   "},          {L"abc", L"bem", L"abc"},
+      {L"  a b  c  ", L"b", L"a b  c  "}, {L"  a b  c  ", L"E", L"  a b  c"},
+      {L"  a b  c  ", L"m", L"  abc  "},  {L"  a b  c  ", L"bem", L"abc"},
+      {L"   ", L"bem", L"   "},           {L"abc", L"bem", L"abc"},
       {L"\t a", L"b", L"\t a"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(onBuffer(c.in, [&](wchar_t* s) { ut::removeSpaces(s, c.mode); }), c.out) << c.in << " " << c.mode;
+    EXPECT_EQ(onBuffer(c.in, [&](wchar_t* s) { ut::removeSpaces(s, c.mode); }), c.out)
+        << c.in << " " << c.mode;
   }
 }
 
@@ -178,9 +183,9 @@ TEST(IsNumber, ConversionMustConsumeAll) {
     const wchar_t* in;
     bool integer;
     bool number;
-  } cases[] = {{L"12", true, true},     {L"12 ", true, true},   {L" 12", true, true},  {L"12a", false, false},
-               {L"", false, false},     {L"1.5", false, true},  {L"1e3", false, true}, {L"-inf", false, true},
-               {L"0x1A", false, true},  {L"+7\t\n", true, true}, {L"a", false, false}};
+  } cases[] = {{L"12", true, true},    {L"12 ", true, true},    {L" 12", true, true},  {L"12a", false, false},
+               {L"", false, false},    {L"1.5", false, true},   {L"1e3", false, true}, {L"-inf", false, true},
+               {L"0x1A", false, true}, {L"+7\t\n", true, true}, {L"a", false, false}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "in: " << c.in);
     EXPECT_EQ(ut::isInteger(c.in), c.integer);
@@ -203,7 +208,9 @@ TEST(CharacterTests, Classes) {
   EXPECT_FALSE(ut::isValidHandleString(L"1A "));
   EXPECT_FALSE(ut::isValidHandleString(L""));
   for (wchar_t c = 1; c < 128; ++c) {
-    EXPECT_EQ(ut::isMTextFormatCodeWithValue(c), std::wstring(L"ACFHQSTWacfhpqstw").find(c) != std::wstring::npos) << int(c);
+    EXPECT_EQ(ut::isMTextFormatCodeWithValue(c),
+              std::wstring(L"ACFHQSTWacfhpqstw").find(c) != std::wstring::npos)
+        << int(c);
     EXPECT_EQ(ut::isValidHexDigit(c), std::iswxdigit(c) != 0) << int(c);
   }
   EXPECT_TRUE(ut::isLeftToRightChar(L'a'));
@@ -214,14 +221,15 @@ TEST(CharacterTests, Classes) {
 }
 
 TEST(Wildcards, DetectAndEscape) {
-  for (const wchar_t* s : {L"a*", L"a?", L"a,b", L"a.b", L"#", L"@", L"`", L"[", L"~"}) EXPECT_TRUE(ut::hasWildcard(s)) << s;
+  for (const wchar_t* s : {L"a*", L"a?", L"a,b", L"a.b", L"#", L"@", L"`", L"[", L"~"})
+    EXPECT_TRUE(ut::hasWildcard(s)) << s;
   EXPECT_FALSE(ut::hasWildcard(L"a-b]"));
   EXPECT_FALSE(ut::hasWildcard(nullptr));
   const struct {
     const wchar_t* in;
     const wchar_t* out;
-  } cases[] = {{L"abc*?", L"abc*?"}, {L"a.b", L"a`.b"}, {L"a`.b", L"a`.b"}, {L"[x-y]", L"`[x`-y`]"},
-               {L"#@~", L"`#`@`~"}, {L"a,b*", L"a,b*"}};
+  } cases[] = {{L"abc*?", L"abc*?"},    {L"a.b", L"a`.b"},   {L"a`.b", L"a`.b"},
+               {L"[x-y]", L"`[x`-y`]"}, {L"#@~", L"`#`@`~"}, {L"a,b*", L"a,b*"}};
   for (const auto& c : cases) EXPECT_EQ(ut::escapeWildcards(c.in), c.out) << c.in;
 }
 

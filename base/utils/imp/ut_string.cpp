@@ -271,9 +271,13 @@ bool isValidHandleString(const wchar_t* s) {
 
 bool isMTextFormatCodeWithValue(wchar_t c) { return c && std::wcschr(L"ACFHQSTWacfhpqstw", c); }
 
-bool isLeftToRightChar(wchar_t c) { return platform::charDirection(c) == platform::CharDirection::LeftToRight; }
+bool isLeftToRightChar(wchar_t c) {
+  return platform::charDirection(c) == platform::CharDirection::LeftToRight;
+}
 
-bool isRightToLeftChar(wchar_t c) { return platform::charDirection(c) == platform::CharDirection::RightToLeft; }
+bool isRightToLeftChar(wchar_t c) {
+  return platform::charDirection(c) == platform::CharDirection::RightToLeft;
+}
 
 bool hasWildcard(const wchar_t* s) { return s && std::wcspbrk(s, L"*?,.#@`[~"); }
 

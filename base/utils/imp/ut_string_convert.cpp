@@ -71,8 +71,10 @@ void roundTo(DecimalNumber& number, int digits) {
   std::wstring all = number.integer + number.fraction;
   int i = static_cast<int>(all.size()) - 1;
   for (; i >= 0 && all[i] == L'9'; --i) all[i] = L'0';
-  if (i >= 0) ++all[i];
-  else all.insert(0, 1, L'1');
+  if (i >= 0)
+    ++all[i];
+  else
+    all.insert(0, 1, L'1');
   number.integer = all.substr(0, all.size() - digits);
   number.fraction = all.substr(all.size() - digits);
 }
@@ -94,11 +96,16 @@ std::wstring groupedInteger(const std::wstring& digits, const NumberFormat& form
 
 std::wstring withSign(const std::wstring& magnitude, int negativeOrder) {
   switch (negativeOrder) {
-    case 0: return L"(" + magnitude + L")";
-    case 2: return L"- " + magnitude;
-    case 3: return magnitude + L"-";
-    case 4: return magnitude + L" -";
-    default: return L"-" + magnitude;
+    case 0:
+      return L"(" + magnitude + L")";
+    case 2:
+      return L"- " + magnitude;
+    case 3:
+      return magnitude + L"-";
+    case 4:
+      return magnitude + L" -";
+    default:
+      return L"-" + magnitude;
   }
 }
 
@@ -128,7 +135,8 @@ void applyGrouping(const std::wstring& text, NumberFormat& format) {
 NumberFormat userNumberFormat(std::wstring_view number, bool noLeadingZero) {
   NumberFormat format;
   const size_t point = number.find(L'.');
-  format.digits = point != std::wstring_view::npos && point >= 1 ? static_cast<int>(number.size() - point - 1) : 0;
+  format.digits =
+      point != std::wstring_view::npos && point >= 1 ? static_cast<int>(number.size() - point - 1) : 0;
   format.leadingZero = !noLeadingZero;
   const platform::NumberFormatInfo info = platform::userNumberFormat();
   applyGrouping(info.grouping, format);
@@ -143,7 +151,8 @@ NumberFormat userNumberFormat(std::wstring_view number, bool noLeadingZero) {
 OdString getNumberFormat(const OdString& number, bool noLeadingZero) {
   // The result must fit the 100-character buffer that Windows formats into.
   constexpr size_t kMaxLength = 99;
-  const std::optional<std::wstring> formatted = formatNumber(number.view(), userNumberFormat(number.view(), noLeadingZero));
+  const std::optional<std::wstring> formatted =
+      formatNumber(number.view(), userNumberFormat(number.view(), noLeadingZero));
   return formatted && formatted->size() <= kMaxLength ? OdString(*formatted) : number;
 }
 

@@ -59,7 +59,8 @@ Token readCode(std::wstring_view s) {
     }
     case L'U':
     case L'u':
-      if (const wchar_t ch = internal::unicodeEscapeChar(s)) return {TokenKind::Text, internal::kUnicodeEscapeLength, ch};
+      if (const wchar_t ch = internal::unicodeEscapeChar(s))
+        return {TokenKind::Text, internal::kUnicodeEscapeLength, ch};
       break;
   }
   if (isMTextFormatCodeWithValue(c)) return {TokenKind::Code, valueCodeLength(s)};

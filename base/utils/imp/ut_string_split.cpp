@@ -24,7 +24,7 @@ std::vector<std::wstring_view> orderedSeparators(const OdArray<OdString>& separa
 // remembered and searched again only once the scan has passed it, so a separator that is rare or absent
 // costs one pass over the text in all, not one per piece.
 class SeparatorScanner {
-public:
+ public:
   SeparatorScanner(std::wstring_view text, std::vector<std::wstring_view> separators)
       : m_text(text), m_separators(std::move(separators)), m_next(m_separators.size(), 0), m_stale(true) {}
 
@@ -44,7 +44,7 @@ public:
 
   std::wstring_view separator(size_t index) const { return m_separators[index]; }
 
-private:
+ private:
   std::wstring_view m_text;
   std::vector<std::wstring_view> m_separators;
   std::vector<size_t> m_next;

@@ -27,7 +27,7 @@ namespace {
 // The user's locale as the environment names it now (LC_ALL, LC_*, LANG), falling back to "C" when it
 // names a locale that is not installed. Opened per use, so that a changed environment counts.
 class UserLocale {
-public:
+ public:
   UserLocale() : m_locale(newlocale(LC_ALL_MASK, "", locale_t(nullptr))) {
     if (!m_locale) m_locale = newlocale(LC_ALL_MASK, "C", locale_t(nullptr));
   }
@@ -39,7 +39,7 @@ public:
 
   const char* info(nl_item item) const { return m_locale ? nl_langinfo_l(item, m_locale) : ""; }
 
-private:
+ private:
   locale_t m_locale;
 };
 
@@ -55,7 +55,7 @@ std::string codesetOf(unsigned codePage) {
 
 // One conversion descriptor for one call; iconv_t is not safe to share between threads.
 class Converter {
-public:
+ public:
   Converter(const std::string& to, const std::string& from) : m_cd(iconv_open(to.c_str(), from.c_str())) {}
   ~Converter() {
     if (valid()) iconv_close(m_cd);
@@ -84,7 +84,7 @@ public:
     return true;
   }
 
-private:
+ private:
   iconv_t m_cd;
 };
 
