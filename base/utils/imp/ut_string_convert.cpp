@@ -30,8 +30,7 @@ int collate(const OdString& a, const OdString& b, bool caseInsensitive) {
 struct NumberFormat {
   int digits = 0;
   bool leadingZero = true;
-  std::vector<int> groups;  // group sizes from the decimal point outwards
-  bool repeatLastGroup = true;
+  std::vector<int> groups;  // group sizes from the decimal point outwards, the last one repeating
   std::wstring decimalSeparator = L".";
   std::wstring thousandSeparator = L",";
   int negativeOrder = 1;
@@ -83,8 +82,7 @@ std::wstring groupedInteger(const std::wstring& digits, const NumberFormat& form
   std::wstring result;
   size_t end = digits.size(), group = 0;
   while (end > 0) {
-    const bool grouping = group < format.groups.size() || (format.repeatLastGroup && !format.groups.empty());
-    const int size = grouping ? format.groups[std::min(group, format.groups.size() - 1)] : 0;
+    const int size = format.groups[std::min(group, format.groups.size() - 1)];
     const size_t begin = size > 0 && end > static_cast<size_t>(size) ? end - size : 0;
     result.insert(0, digits, begin, end - begin);
     if (begin > 0) result.insert(0, format.thousandSeparator);
