@@ -12,4 +12,5 @@ configure_package_config_file(cmake/qxutilsConfig.cmake.in ${PROJECT_BINARY_DIR}
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/qxutils)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/qxutilsConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/qxutilsConfig.cmake ${PROJECT_BINARY_DIR}/qxutilsConfigVersion.cmake
+  ${PROJECT_SOURCE_DIR}/cmake/wxWidgetsTarget.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/qxutils)

@@ -4,6 +4,7 @@ set(QXUTILS_SOURCES
   sdk/OdDbSymUtil.cpp
   base/utils/imp/ut_assert.cpp
   base/utils/imp/ut_utf8.cpp
+  base/utils/imp/ut_nocase.cpp
   base/utils/imp/ut_string.cpp
   base/utils/imp/ut_string_split.cpp
   base/utils/imp/ut_string_convert.cpp
@@ -27,5 +28,5 @@ target_include_directories(qxutils
   PRIVATE
     ${PROJECT_SOURCE_DIR}/base/utils/imp)
 target_link_libraries(qxutils
-  PUBLIC Boost::headers
-  PRIVATE PkgConfig::FRIBIDI)
+  PUBLIC Boost::headers wxWidgets::wxWidgets
+  PRIVATE PkgConfig::FRIBIDI SQLite::SQLite3)

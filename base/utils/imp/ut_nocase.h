@@ -1,0 +1,26 @@
+// Comparison of names ignoring case, the way the registry compares key and value names: each character
+// upper-cased by its Unicode simple mapping, then compared by code point. It does not depend on the
+// process locale, so a name matches the same names in every process.
+
+#ifndef QX_UT_NOCASE_H
+#define QX_UT_NOCASE_H
+
+#include <string>
+#include <string_view>
+
+namespace ut::internal {
+
+// Negative, 0 or positive as `a` sorts before, with or after `b`, ignoring case.
+int compareNoCase(std::wstring_view a, std::wstring_view b);
+
+inline bool equalNoCase(std::wstring_view a, std::wstring_view b) {
+  return a.size() == b.size() && compareNoCase(a, b) == 0;
+}
+
+// `name` with every character upper-cased as compareNoCase does: two names compare equal exactly when
+// their folded forms are the same, so the folded form can serve as a key.
+std::wstring foldCase(std::wstring_view name);
+
+}  // namespace ut::internal
+
+#endif
