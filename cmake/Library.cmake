@@ -12,6 +12,13 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_string_names.cpp
   base/utils/imp/ut_natural_sort.cpp
   base/utils/imp/ut_string_parser.cpp
+  base/utils/imp/ut_config_node.cpp
+  base/utils/imp/ut_utf16.cpp
+  base/utils/imp/ut_regfile.cpp
+  base/utils/imp/ut_registry.cpp
+  base/utils/imp/ut_registry_config.cpp
+  base/utils/imp/ut_config_storage.cpp
+  base/utils/imp/posix/registry_hive.cpp
   base/utils/imp/posix/text_platform.cpp
 )
 
@@ -20,6 +27,9 @@ add_library(qxutils::qxutils ALIAS qxutils)
 set_target_properties(qxutils PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR})
+# Calls inside the library go straight to their targets, and may be inlined, instead of through the
+# symbol table.
+target_compile_options(qxutils PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
 target_include_directories(qxutils
   PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/base/utils>

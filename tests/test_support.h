@@ -1,12 +1,25 @@
-// Shared by the suites: readable OdString values in failure messages.
+// Shared by the suites: readable OdString values in failure messages, temporary directories, scoped
+// environment variables and child processes to talk to.
 
 #ifndef QX_TESTS_TEST_SUPPORT_H
 #define QX_TESTS_TEST_SUPPORT_H
 
 #include "OdString.h"
 
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
+
+extern char** environ;
 
 inline void PrintTo(const OdString& s, std::ostream* os) {
   *os << "L\"";
@@ -18,5 +31,111 @@ inline void PrintTo(const OdString& s, std::ostream* os) {
   }
   *os << "\"";
 }
+
+namespace qxtest {
+
+// A fresh directory, removed with everything in it at the end of the scope.
+class TempDir {
+ public:
+  TempDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "qxutils_XXXXXX").string();
+    m_path = mkdtemp(pattern.data());
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  const std::filesystem::path& path() const { return m_path; }
+
+ private:
+  std::filesystem::path m_path;
+};
+
+// Sets an environment variable for one scope and puts the old value back.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const std::string& value) : m_name(name) {
+    if (const char* old = std::getenv(name)) m_old = old;
+    setenv(name, value.c_str(), 1);
+  }
+  ~ScopedEnv() {
+    if (m_old)
+      setenv(m_name, m_old->c_str(), 1);
+    else
+      unsetenv(m_name);
+  }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  const char* m_name;
+  std::optional<std::string> m_old;
+};
+
+// A program started with pipes on its standard input and output; killed at the end of the scope if it
+// still runs.
+class ChildProcess {
+ public:
+  explicit ChildProcess(const std::vector<std::string>& args) {
+    int in[2], out[2];
+    if (pipe(in) != 0 || pipe(out) != 0) return;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+    for (int fd : {in[0], in[1], out[0], out[1]}) posix_spawn_file_actions_addclose(&actions, fd);
+    std::vector<char*> argv;
+    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    if (posix_spawn(&m_pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) m_pid = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    close(in[0]);
+    close(out[1]);
+    m_in = fdopen(in[1], "w");
+    m_out = fdopen(out[0], "r");
+  }
+  ~ChildProcess() {
+    if (m_pid > 0 && !m_status) kill();
+    if (m_in) fclose(m_in);
+    if (m_out) fclose(m_out);
+  }
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  // The next line the child writes, without its line feed; empty at the end of its output.
+  std::string readLine() {
+    std::string line;
+    for (int c; m_out && (c = fgetc(m_out)) != EOF && c != '\n';) line += static_cast<char>(c);
+    return line;
+  }
+  void writeLine(const std::string& line) {
+    fprintf(m_in, "%s\n", line.c_str());
+    fflush(m_in);
+  }
+  void kill() {
+    ::kill(m_pid, SIGKILL);
+    wait();
+  }
+  // The exit code, or 128 + the signal that ended the child.
+  int wait() {
+    if (!m_status) {
+      int status = 0;
+      waitpid(m_pid, &status, 0);
+      m_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    return *m_status;
+  }
+
+ private:
+  pid_t m_pid = -1;
+  FILE* m_in = nullptr;
+  FILE* m_out = nullptr;
+  std::optional<int> m_status;
+};
+
+}  // namespace qxtest
 
 #endif

@@ -13,7 +13,11 @@
 #include "OdString.h"
 
 #include "ut_assert.h"
+#include "ut_config_node.h"
+#include "ut_config_storage.h"
 #include "ut_natural_sort.h"
+#include "ut_registry.h"
+#include "ut_registry_config.h"
 #include "ut_string.h"
 #include "ut_string_parser.h"
 

@@ -6,12 +6,22 @@
 
 namespace ut::internal {
 
+namespace {
+
+// Names are mostly ASCII: fold those here and ask the platform only for the rest.
+wchar_t upper(wchar_t c) {
+  if (c < 0x80) return c >= L'a' && c <= L'z' ? c - 32 : c;
+  return platform::toUpper(c);
+}
+
+}  // namespace
+
 int compareNoCase(std::wstring_view a, std::wstring_view b) {
   const size_t common = std::min(a.size(), b.size());
   for (size_t i = 0; i < common; ++i) {
     if (a[i] == b[i]) continue;
-    const wchar_t ua = platform::toUpper(a[i]);
-    const wchar_t ub = platform::toUpper(b[i]);
+    const wchar_t ua = upper(a[i]);
+    const wchar_t ub = upper(b[i]);
     if (ua != ub) return ua < ub ? -1 : 1;
   }
   return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
@@ -19,7 +29,7 @@ int compareNoCase(std::wstring_view a, std::wstring_view b) {
 
 std::wstring foldCase(std::wstring_view name) {
   std::wstring folded(name);
-  std::transform(folded.begin(), folded.end(), folded.begin(), platform::toUpper);
+  std::transform(folded.begin(), folded.end(), folded.begin(), upper);
   return folded;
 }
 

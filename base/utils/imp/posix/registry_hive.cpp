@@ -1,0 +1,423 @@
+// POSIX backend of the registry: hives in SQLite databases.
+//
+// HKEY_LOCAL_MACHINE lives in the machine hive, every other root in the user hive. Each thread has its
+// own connection to each hive (SQLite connections must not run transactions for two threads at once);
+// WAL mode and a busy timeout let threads and processes share a hive, and BEGIN IMMEDIATE makes a
+// writer wait for the others instead of failing half-way. A file that is not a database is reported
+// and never written to.
+
+#include "registry_platform.h"
+
+#include "ut_assert.h"
+#include "ut_nocase.h"
+#include "ut_utf8.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <set>
+#include <unordered_map>
+
+namespace ut::platform {
+
+class RegistryStore;
+
+namespace {
+
+constexpr int kBusyTimeoutMs = 30000;
+constexpr const char* kOperation = "ut::Registry";
+
+const char* const kSchema = R"(
+  CREATE TABLE IF NOT EXISTS keys(
+    id INTEGER PRIMARY KEY,
+    parent INTEGER REFERENCES keys(id) ON DELETE CASCADE,
+    name TEXT NOT NULL,
+    folded TEXT NOT NULL);
+  CREATE UNIQUE INDEX IF NOT EXISTS keys_by_name ON keys(parent, folded);
+  CREATE TABLE IF NOT EXISTS vals(
+    id INTEGER PRIMARY KEY,
+    key INTEGER NOT NULL REFERENCES keys(id) ON DELETE CASCADE,
+    name TEXT NOT NULL,
+    folded TEXT NOT NULL,
+    type INTEGER NOT NULL,
+    data BLOB NOT NULL);
+  CREATE UNIQUE INDEX IF NOT EXISTS vals_by_name ON vals(key, folded);
+  INSERT OR IGNORE INTO keys(id, parent, name, folded) VALUES
+    (1, NULL, 'HKEY_CLASSES_ROOT', 'HKEY_CLASSES_ROOT'),
+    (2, NULL, 'HKEY_CURRENT_USER', 'HKEY_CURRENT_USER'),
+    (3, NULL, 'HKEY_LOCAL_MACHINE', 'HKEY_LOCAL_MACHINE'),
+    (4, NULL, 'HKEY_USERS', 'HKEY_USERS'),
+    (5, NULL, 'HKEY_CURRENT_CONFIG', 'HKEY_CURRENT_CONFIG');
+)";
+
+int64_t rootKeyId(ERootKey root) { return static_cast<int64_t>(root) + 1; }
+
+bool isMachineRoot(ERootKey root) { return root == eLocalMachine; }
+
+std::string environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+std::filesystem::path hiveDirectory(bool machine) {
+  if (const std::string dir = environment("VELTOCAD_REGISTRY_DIR"); !dir.empty()) return dir;
+  if (machine) return "/etc/xdg/Korvani";
+  if (const std::string config = environment("XDG_CONFIG_HOME"); !config.empty()) {
+    return std::filesystem::path(config) / "Korvani";
+  }
+  return std::filesystem::path(environment("HOME")) / ".config" / "Korvani";
+}
+
+std::string hivePath(ERootKey root) {
+  const bool machine = isMachineRoot(root);
+  return hiveDirectory(machine) / (machine ? "machine.hive" : "user.hive");
+}
+
+std::string utf8(std::wstring_view text) {
+  std::string out;
+  return internal::encodeUtf8(text, out) ? out : std::string();
+}
+
+std::wstring wide(const unsigned char* text) {
+  std::wstring out;
+  if (text) (void)internal::decodeUtf8(reinterpret_cast<const char*>(text), out, true);
+  return out;
+}
+
+// Reports a failure of the store itself once per hive and message, so that a broken hive does not
+// flood the host with the same complaint on every call.
+void reportOnce(const std::string& path, const std::string& message) {
+  static std::mutex mutex;
+  static std::set<std::string> reported;
+  const std::string text = "Registry hive " + path + ": " + message;
+  {
+    std::lock_guard lock(mutex);
+    if (!reported.insert(text).second) return;
+  }
+  callAssert(kOperation, text.c_str(), __FILE__, __LINE__);
+}
+
+// A prepared statement, reset for reuse when the scope that used it ends.
+class Statement {
+ public:
+  explicit Statement(sqlite3_stmt* stmt) : m_stmt(stmt) {}
+  ~Statement() {
+    if (m_stmt) {
+      sqlite3_reset(m_stmt);
+      sqlite3_clear_bindings(m_stmt);
+    }
+  }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  bool valid() const { return m_stmt != nullptr; }
+  Statement& bind(int index, int64_t value) {
+    sqlite3_bind_int64(m_stmt, index, value);
+    return *this;
+  }
+  Statement& bind(int index, const std::string& text) {
+    sqlite3_bind_text(m_stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    return *this;
+  }
+  Statement& bindBlob(int index, std::string_view data) {
+    sqlite3_bind_blob(m_stmt, index, data.data(), static_cast<int>(data.size()), SQLITE_TRANSIENT);
+    return *this;
+  }
+  // SQLITE_ROW, SQLITE_DONE or an error code.
+  int step() { return m_stmt ? sqlite3_step(m_stmt) : SQLITE_MISUSE; }
+  int64_t integer(int column) const { return sqlite3_column_int64(m_stmt, column); }
+  std::wstring text(int column) const { return wide(sqlite3_column_text(m_stmt, column)); }
+  std::string blob(int column) const {
+    const auto* data = static_cast<const char*>(sqlite3_column_blob(m_stmt, column));
+    return data ? std::string(data, sqlite3_column_bytes(m_stmt, column)) : std::string();
+  }
+
+ private:
+  sqlite3_stmt* m_stmt;
+};
+
+}  // namespace
+
+// One connection to one hive file, owned by one thread: the store of one or more roots.
+class RegistryStore {
+ public:
+  RegistryStore(std::string path, sqlite3* db, bool writable)
+      : m_path(std::move(path)), m_db(db), m_writable(writable) {}
+  ~RegistryStore() {
+    for (auto& [sql, stmt] : m_statements) sqlite3_finalize(stmt);
+    sqlite3_close(m_db);
+  }
+  RegistryStore(const RegistryStore&) = delete;
+  RegistryStore& operator=(const RegistryStore&) = delete;
+
+  // The connection of this thread to the hive of `root`; null when the hive cannot be used (then it
+  // was reported, or it does not exist and `write` was not asked for).
+  static std::shared_ptr<RegistryStore> forRoot(ERootKey root, bool write);
+
+  bool writable() const { return m_writable; }
+
+  // The statement for `sql`, prepared once per connection. `sql` must be a string literal: the cache
+  // knows statements by their address.
+  Statement statement(const char* sql) {
+    sqlite3_stmt*& stmt = m_statements[sql];
+    if (!stmt && sqlite3_prepare_v3(m_db, sql, -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) != SQLITE_OK) {
+      fail("cannot prepare a statement");
+      stmt = nullptr;
+    }
+    return Statement(stmt);
+  }
+
+  // Runs a statement that returns no rows; false (reported) on failure.
+  bool run(Statement&& statement) { return statement.step() == SQLITE_DONE || fail("cannot write"); }
+
+  bool fail(const char* what) {
+    reportOnce(m_path, std::string(what) + ": " + sqlite3_errmsg(m_db));
+    return false;
+  }
+
+  bool begin();
+  bool end(bool commit);
+  int changes() const { return sqlite3_changes(m_db); }
+
+ private:
+  bool exec(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
+
+  std::string m_path;
+  sqlite3* m_db;
+  bool m_writable;
+  int m_depth = 0;
+  bool m_failed = false;  // an inner transaction ended without commit: the outermost must roll back
+  std::unordered_map<const char*, sqlite3_stmt*> m_statements;
+};
+
+bool RegistryStore::begin() {
+  if (m_depth == 0) {
+    if (!exec("BEGIN IMMEDIATE")) return fail("cannot start a transaction");
+    m_failed = false;
+  }
+  ++m_depth;
+  return true;
+}
+
+bool RegistryStore::end(bool commit) {
+  if (m_depth == 0) return false;
+  m_failed = m_failed || !commit;
+  if (--m_depth > 0) return commit;
+  if (!m_failed && exec("COMMIT")) return true;
+  if (!m_failed) fail("cannot commit");
+  exec("ROLLBACK");
+  return false;
+}
+
+namespace {
+
+// Opens (creating with `create`) the database and sets it up; null, reported, when the file is not a
+// database. The file is left exactly as it was found then.
+std::shared_ptr<RegistryStore> openHive(const std::string& path, bool create) {
+  sqlite3* db = nullptr;
+  const int flags = SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0) | SQLITE_OPEN_NOMUTEX;
+  bool writable = sqlite3_open_v2(path.c_str(), &db, flags, nullptr) == SQLITE_OK;
+  if (!writable) {
+    sqlite3_close(db);
+    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr) !=
+        SQLITE_OK) {
+      sqlite3_close(db);
+      return nullptr;
+    }
+  }
+  auto hive = std::make_shared<RegistryStore>(path, db, writable);
+  sqlite3_busy_timeout(db, kBusyTimeoutMs);
+  sqlite3_extended_result_codes(db, 1);
+  const char* setup = writable ? "PRAGMA foreign_keys=ON; PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;"
+                               : "PRAGMA foreign_keys=ON; SELECT count(*) FROM keys;";
+  if (sqlite3_exec(db, setup, nullptr, nullptr, nullptr) != SQLITE_OK ||
+      (writable && sqlite3_exec(db, kSchema, nullptr, nullptr, nullptr) != SQLITE_OK)) {
+    hive->fail("not a registry hive, or damaged; left as it is");
+    return nullptr;
+  }
+  return hive;
+}
+
+}  // namespace
+
+std::shared_ptr<RegistryStore> RegistryStore::forRoot(ERootKey root, bool write) {
+  // Keys hold their store, so a store reopened for writing leaves the older connection to them.
+  thread_local std::map<std::string, std::shared_ptr<RegistryStore>> hives;
+  const std::string path = hivePath(root);
+  std::shared_ptr<RegistryStore>& hive = hives[path];
+  if (hive && (hive->writable() || !write)) return hive;
+  const bool create = write || !isMachineRoot(root);
+  if (create) {
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+  }
+  if (create || access(path.c_str(), F_OK) == 0) {
+    if (auto opened = openHive(path, create)) hive = std::move(opened);
+  }
+  return hive && (hive->writable() || !write) ? hive : nullptr;
+}
+
+namespace {
+
+// The id of the child key `folded` under `parent`, or 0.
+int64_t findChild(RegistryStore& hive, int64_t parent, const std::string& folded) {
+  Statement find = hive.statement("SELECT id FROM keys WHERE parent = ?1 AND folded = ?2");
+  find.bind(1, parent).bind(2, folded);
+  return find.step() == SQLITE_ROW ? find.integer(0) : 0;
+}
+
+int64_t createChild(RegistryStore& hive, int64_t parent, std::wstring_view name, const std::string& folded) {
+  Statement insert = hive.statement("INSERT INTO keys(parent, name, folded) VALUES (?1, ?2, ?3)");
+  insert.bind(1, parent).bind(2, utf8(name)).bind(3, folded);
+  return hive.run(std::move(insert)) ? findChild(hive, parent, folded) : 0;
+}
+
+std::vector<std::wstring_view> pathNames(std::wstring_view path) {
+  std::vector<std::wstring_view> names;
+  for (size_t start = 0; start <= path.size();) {
+    const size_t end = std::min(path.find(L'\\', start), path.size());
+    if (end > start) names.push_back(path.substr(start, end - start));
+    start = end + 1;
+  }
+  return names;
+}
+
+bool checkName(std::wstring_view name, size_t maxLength, const char* kind, std::string& error) {
+  std::string encoded;
+  if (name.size() > maxLength) {
+    error = std::string(kind) + " longer than " + std::to_string(maxLength) + " characters";
+  } else if (!internal::encodeUtf8(name, encoded)) {
+    error = std::string(kind) + " holding a character that is not Unicode text";
+  }
+  return error.empty();
+}
+
+class HiveKey final : public RegistryKey {
+ public:
+  HiveKey(std::shared_ptr<RegistryStore> store, int64_t id, bool write)
+      : m_store(std::move(store)), m_hive(*m_store), m_id(id), m_write(write) {}
+
+  bool writable() const override { return m_write; }
+
+  std::optional<RegistryValue> readValue(std::wstring_view name) const override {
+    Statement read = m_hive.statement("SELECT name, type, data FROM vals WHERE key = ?1 AND folded = ?2");
+    read.bind(1, m_id).bind(2, folded(name));
+    if (read.step() != SQLITE_ROW) return std::nullopt;
+    return RegistryValue{read.text(0), static_cast<uint32_t>(read.integer(1)), read.blob(2)};
+  }
+
+  bool writeValue(std::wstring_view name, uint32_t type, std::string_view data, std::string& error) override {
+    if (!m_write) {
+      error = "the key is open for reading only";
+      return false;
+    }
+    if (!checkName(name, kMaxValueNameLength, "a value name", error)) return false;
+    Statement write = m_hive.statement(
+        "INSERT INTO vals(key, name, folded, type, data) VALUES (?1, ?2, ?3, ?4, ?5) "
+        "ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data");
+    write.bind(1, m_id).bind(2, utf8(name)).bind(3, folded(name)).bind(4, type).bindBlob(5, data);
+    return m_hive.run(std::move(write));
+  }
+
+  bool deleteValue(std::wstring_view name) override {
+    if (!m_write) return false;
+    Statement remove = m_hive.statement("DELETE FROM vals WHERE key = ?1 AND folded = ?2");
+    remove.bind(1, m_id).bind(2, folded(name));
+    return m_hive.run(std::move(remove)) && changes() > 0;
+  }
+
+  std::vector<std::wstring> valueNames() const override {
+    return names(m_hive.statement("SELECT name FROM vals WHERE key = ?1 ORDER BY id"));
+  }
+
+  std::vector<RegistryValue> values() const override {
+    Statement all = m_hive.statement("SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY id");
+    all.bind(1, m_id);
+    std::vector<RegistryValue> result;
+    while (all.step() == SQLITE_ROW) {
+      result.push_back({all.text(0), static_cast<uint32_t>(all.integer(1)), all.blob(2)});
+    }
+    return result;
+  }
+
+  std::vector<std::wstring> subKeyNames() const override {
+    return names(m_hive.statement("SELECT name FROM keys WHERE parent = ?1 ORDER BY folded"));
+  }
+
+  bool hasSubKey(std::wstring_view name) const override { return findChild(m_hive, m_id, folded(name)) != 0; }
+
+  bool deleteSubKey(std::wstring_view name) override {
+    if (!m_write) return false;
+    Statement remove = m_hive.statement("DELETE FROM keys WHERE parent = ?1 AND folded = ?2");
+    remove.bind(1, m_id).bind(2, folded(name));
+    return m_hive.run(std::move(remove)) && changes() > 0;
+  }
+
+ private:
+  static std::string folded(std::wstring_view name) { return utf8(internal::foldCase(name)); }
+
+  std::vector<std::wstring> names(Statement&& query) const {
+    query.bind(1, m_id);
+    std::vector<std::wstring> result;
+    while (query.step() == SQLITE_ROW) result.push_back(query.text(0));
+    return result;
+  }
+
+  int changes() const { return m_hive.changes(); }
+
+  std::shared_ptr<RegistryStore> m_store;
+  RegistryStore& m_hive;
+  int64_t m_id;
+  bool m_write;
+};
+
+}  // namespace
+
+std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view path, bool write, bool create,
+                                             std::string& error) {
+  if (root < eClassesRoot || root > eCurrentConfig) {
+    error = "no such root key";
+    return nullptr;
+  }
+  const std::vector<std::wstring_view> names = pathNames(path);
+  for (std::wstring_view name : names) {
+    if (!checkName(name, kMaxKeyNameLength, "a key name", error)) return nullptr;
+  }
+  const std::shared_ptr<RegistryStore> hive = RegistryStore::forRoot(root, write || create);
+  if (!hive) {
+    if (write || create) error = "the registry hive cannot be written";
+    return nullptr;
+  }
+  std::optional<RegistryTransaction> transaction;
+  if (create) transaction.emplace(root);
+  int64_t id = rootKeyId(root);
+  for (std::wstring_view name : names) {
+    const std::string folded = utf8(internal::foldCase(name));
+    int64_t child = findChild(*hive, id, folded);
+    if (!child && create) child = createChild(*hive, id, name, folded);
+    if (!child) return nullptr;
+    id = child;
+  }
+  if (transaction && !transaction->commit()) return nullptr;
+  return std::make_unique<HiveKey>(hive, id, write || create);
+}
+
+RegistryTransaction::RegistryTransaction(ERootKey root) : m_store(RegistryStore::forRoot(root, true)) {
+  m_active = m_store && m_store->begin();
+}
+
+RegistryTransaction::~RegistryTransaction() {
+  if (m_active && !m_done) m_store->end(false);
+}
+
+bool RegistryTransaction::commit() {
+  if (!m_active || m_done) return false;
+  m_done = true;
+  return m_store->end(true);
+}
+
+}  // namespace ut::platform

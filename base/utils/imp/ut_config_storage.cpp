@@ -1,0 +1,336 @@
+#include "ut_config_storage.h"
+
+#include "ut_nocase.h"
+#include "ut_registry_config.h"
+#include "ut_registry_values.h"
+
+#include <wx/filename.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <vector>
+
+namespace ut {
+
+namespace {
+
+constexpr const wchar_t* kVendorName = L"Korvani";
+constexpr const wchar_t* kProductName = L"VeltoCAD";
+
+// A group path of the tree ("Profiles/Default/") as an absolute wxWidgets path ("/Profiles/Default").
+wxString absoluteGroup(const OdString& path) {
+  wxString group(path.c_str());
+  while (group.EndsWith(L"/")) group.RemoveLast();
+  return group.StartsWith(L"/") ? group : L"/" + group;
+}
+
+OdString lastName(const OdString& path) {
+  const wxString group = absoluteGroup(path);
+  return OdString(group.AfterLast(L'/').wc_str());
+}
+
+std::vector<wxString> names(const wxConfigBase& config, bool groups) {
+  std::vector<wxString> result;
+  wxString name;
+  long index = 0;
+  bool more = groups ? config.GetFirstGroup(name, index) : config.GetFirstEntry(name, index);
+  for (; more; more = groups ? config.GetNextGroup(name, index) : config.GetNextEntry(name, index)) {
+    result.push_back(name);
+  }
+  return result;
+}
+
+void loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase& group) {
+  const ConfigNodePtr entry = ConfigNode::createNode(OdString(name.wc_str()));
+  long number = 0;
+  wxString text;
+  switch (config.GetEntryType(name)) {
+    case wxConfigBase::Type_Integer:
+      if (!config.Read(name, &number)) return;
+      (void)entry->setULong(static_cast<uint32_t>(number));
+      break;
+    case wxConfigBase::Type_String:
+      if (!config.Read(name, &text)) return;
+      (void)entry->setString(text.wc_str());
+      break;
+    default:
+      return;  // the tree holds numbers and strings only
+  }
+  group.addChild(entry);
+}
+
+// Reads the group the configuration object stands at into `group`, and everything below it.
+void loadGroup(wxConfigBase& config, ConfigNodeBase& group) {
+  for (const wxString& name : names(config, false)) loadEntry(config, name, group);
+  for (const wxString& name : names(config, true)) {
+    const ConfigNodePtr child = ConfigNode::createNode(OdString(name.wc_str()) + L"/");
+    config.SetPath(name);
+    loadGroup(config, *child);
+    config.SetPath(L"..");
+    group.addChild(child);
+  }
+}
+
+void clearTouchedBelow(ConfigNodeBase& node) {
+  node.clearTouched();
+  for (const ConfigNodePtr& child : node.children()) clearTouchedBelow(*child);
+}
+
+}  // namespace
+
+// The values as this store last loaded or saved them, by case-folded path: a save writes a value only
+// when it differs from that, so that values other processes changed meanwhile are left to them.
+struct internal::ConfigSnapshot {
+  struct Value {
+    ConfigValBase::Type type;
+    unsigned long number;
+    OdString text;
+    bool operator==(const Value&) const = default;
+  };
+  std::map<std::wstring, Value> values;
+
+  static Value valueOf(const ConfigNodeBase& node) {
+    Value value{node.type(), 0, OdString()};
+    (void)node.getULong(value.number);
+    (void)node.getString(value.text);
+    return value;
+  }
+
+  void add(const ConfigNodeBase& node, const std::wstring& path) {
+    for (const ConfigNodePtr& child : node.children()) {
+      if (child->type() == ConfigValBase::eNoNode) continue;
+      const std::wstring childPath = path + internal::foldCase(child->path().view());
+      if (child->isGroup()) {
+        add(*child, childPath + L"/");
+      } else {
+        values[childPath] = valueOf(*child);
+      }
+    }
+  }
+
+  bool unchanged(const ConfigNodeBase& entry, const std::wstring& path) const {
+    const auto found = values.find(path);
+    return found != values.end() && found->second == valueOf(entry);
+  }
+};
+
+namespace {
+
+// Writes the children of `group` at the configuration object's current path. `rewrite`: the store's
+// copy of this group was deleted, so everything must be written; otherwise untouched groups and values
+// that the store already holds are passed over.
+class TreeWriter {
+ public:
+  TreeWriter(wxConfigBase& config, const internal::ConfigSnapshot* saved)
+      : m_config(config), m_saved(saved) {}
+
+  bool writeChildren(const ConfigNodeBase& group, const std::wstring& path, bool rewrite) {
+    bool ok = true;
+    for (const ConfigNodePtr& child : group.children()) ok = writeNode(*child, path, rewrite) && ok;
+    return ok;
+  }
+
+ private:
+  bool writeNode(const ConfigNodeBase& node, const std::wstring& path, bool rewrite) {
+    const wxString name(node.path().c_str());
+    if (node.isDestructiveWrite()) {
+      if (node.isGroup()) {
+        m_config.DeleteGroup(name);
+      } else {
+        m_config.DeleteEntry(name, false);
+      }
+      rewrite = true;
+    }
+    if (node.type() == ConfigValBase::eNoNode) return true;
+    const std::wstring nodePath = path + internal::foldCase(node.path().view());
+    if (!node.isGroup())
+      return (!rewrite && m_saved && m_saved->unchanged(node, nodePath)) || writeValue(node, name);
+    if (!rewrite && m_saved && !node.isTouched()) return true;
+    m_config.SetPath(name);
+    const bool ok = writeChildren(node, nodePath + L"/", rewrite);
+    m_config.SetPath(L"..");
+    return ok;
+  }
+
+  bool writeValue(const ConfigNodeBase& entry, const wxString& name) {
+    unsigned long number = 0;
+    OdString text;
+    if (entry.getULong(number)) return m_config.Write(name, static_cast<long>(number));
+    if (entry.getString(text)) return m_config.Write(name, wxString(text.c_str()));
+    return true;  // an entry without a value has nothing to store
+  }
+
+  wxConfigBase& m_config;
+  const internal::ConfigSnapshot* m_saved;
+};
+
+}  // namespace
+
+ConfigStorageWx::ConfigStorageWx(const OdString& path, bool readOnly)
+    : ConfigStorage(path), m_readOnly(readOnly) {}
+
+ConfigStorageWx::~ConfigStorageWx() = default;
+
+ConfigNodePtr ConfigStorageWx::load() {
+  wxConfigBase* cfg = config();
+  const wxString group = absoluteGroup(path());
+  if (!cfg || (group != L"/" && !cfg->HasGroup(group))) return nullptr;
+  cfg->SetPath(group);
+  ConfigNodePtr root = ConfigNode::createNode(lastName(path()) + L"/");
+  loadGroup(*cfg, *root);
+  cfg->SetPath(L"/");
+  clearTouchedBelow(*root);
+  m_saved = std::make_unique<internal::ConfigSnapshot>();
+  m_saved->add(*root, std::wstring());
+  return root;
+}
+
+bool ConfigStorageWx::save(const ConfigNodePtr& root) {
+  wxConfigBase* cfg = config();
+  if (m_readOnly || !cfg || !root || !beginSave()) return false;
+  const wxString group = absoluteGroup(path());
+  const bool rewrite = root->isDestructiveWrite();
+  if (rewrite && group != L"/") cfg->DeleteGroup(group);
+  bool ok = true;
+  if (root->type() != ConfigValBase::eNoNode) {
+    cfg->SetPath(group);
+    ok = TreeWriter(*cfg, m_saved.get()).writeChildren(*root, std::wstring(), rewrite);
+    cfg->SetPath(L"/");
+  }
+  if (!endSave(ok)) return false;
+  m_saved = std::make_unique<internal::ConfigSnapshot>();
+  m_saved->add(*root, std::wstring());
+  clearTouchedBelow(*root);
+  return true;
+}
+
+// --- Registry ---
+
+struct ConfigRegistryStorage::Impl {
+  RegistryConfig config{kProductName, kVendorName};
+};
+
+ConfigRegistryStorage::ConfigRegistryStorage(const OdString& path, bool readOnly)
+    : ConfigStorageWx(path, readOnly), m_impl(std::make_unique<Impl>()) {}
+
+ConfigRegistryStorage::~ConfigRegistryStorage() = default;
+
+wxConfigBase* ConfigRegistryStorage::config() { return &m_impl->config; }
+
+bool ConfigRegistryStorage::beginSave() { return m_impl->config.beginTransaction(); }
+
+bool ConfigRegistryStorage::endSave(bool success) {
+  if (success) return m_impl->config.commitTransaction();
+  m_impl->config.rollbackTransaction();
+  return false;
+}
+
+// --- File ---
+
+namespace {
+
+// A number's text: "dword:" and eight lower-case hexadecimal digits.
+bool isNumberText(std::wstring_view text) {
+  return text.size() == 14 && text.starts_with(L"dword:") &&
+         std::all_of(text.begin() + 6, text.end(),
+                     [](wchar_t c) { return (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'f'); });
+}
+
+// A string that starts like a number ("dword:" after any number of backslashes) is stored with one
+// backslash more, so that it never reads as one.
+bool startsLikeNumber(std::wstring_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(L'\\'), text.size()));
+  return text.starts_with(L"dword:");
+}
+
+std::mutex& fileNameMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+OdString& configuredFileName() {
+  static OdString name;
+  return name;
+}
+
+OdString defaultFileName() {
+  const char* xdg = std::getenv("XDG_CONFIG_HOME");
+  const wxString base = xdg && *xdg ? wxString(xdg) : wxString(std::getenv("HOME")) + L"/.config";
+  return OdString((base + L"/Korvani/config").wc_str());
+}
+
+}  // namespace
+
+TypesafeFileConfig::TypesafeFileConfig(const wxString& appName, const wxString& vendorName,
+                                       const wxString& fileName)
+    : wxFileConfig(appName, vendorName, fileName, wxEmptyString, wxCONFIG_USE_LOCAL_FILE) {
+  DisableAutoSave();
+}
+
+wxConfigBase::EntryType TypesafeFileConfig::GetEntryType(const wxString& name) const {
+  wxString text;
+  if (!wxFileConfig::DoReadString(name, &text)) return Type_Unknown;
+  return isNumberText(text.ToStdWstring()) ? Type_Integer : Type_String;
+}
+
+bool TypesafeFileConfig::DoReadString(const wxString& key, wxString* value) const {
+  wxString text;
+  if (!wxFileConfig::DoReadString(key, &text)) return false;
+  const std::wstring stored = text.ToStdWstring();
+  if (isNumberText(stored)) return false;
+  *value = startsLikeNumber(stored) ? text.Mid(1) : text;
+  return true;
+}
+
+bool TypesafeFileConfig::DoReadLong(const wxString& key, long* value) const {
+  wxString text;
+  if (!wxFileConfig::DoReadString(key, &text) || !isNumberText(text.ToStdWstring())) {
+    return false;
+  }
+  unsigned long number = 0;
+  if (!text.Mid(6).ToULong(&number, 16)) return false;
+  *value = static_cast<int32_t>(number);
+  return true;
+}
+
+bool TypesafeFileConfig::DoWriteString(const wxString& key, const wxString& value) {
+  return wxFileConfig::DoWriteString(key, startsLikeNumber(value.ToStdWstring()) ? L"\\" + value : value);
+}
+
+bool TypesafeFileConfig::DoWriteLong(const wxString& key, long value) {
+  if (!internal::fitsDword(value)) return false;
+  return wxFileConfig::DoWriteString(key, wxString::Format(L"dword:%08x", static_cast<unsigned>(value)));
+}
+
+ConfigFileStorage::ConfigFileStorage(const OdString& path, bool readOnly)
+    : ConfigStorageWx(path, readOnly),
+      m_config(std::make_unique<TypesafeFileConfig>(kProductName, kVendorName, fileName().c_str())) {}
+
+ConfigFileStorage::~ConfigFileStorage() = default;
+
+wxConfigBase* ConfigFileStorage::config() { return m_config.get(); }
+
+bool ConfigFileStorage::endSave(bool success) {
+  if (success) {
+    wxFileName::Mkdir(wxFileName(fileName().c_str()).GetPath(), wxS_DIR_DEFAULT, wxPATH_MKDIR_FULL);
+    success = m_config->Flush();
+  }
+  // What a failed save left in memory goes: the file still holds the last complete save.
+  if (!success)
+    m_config = std::make_unique<TypesafeFileConfig>(kProductName, kVendorName, fileName().c_str());
+  return success;
+}
+
+void ConfigFileStorage::setFileName(const OdString& fileName) {
+  std::lock_guard lock(fileNameMutex());
+  configuredFileName() = fileName;
+}
+
+OdString ConfigFileStorage::fileName() {
+  std::lock_guard lock(fileNameMutex());
+  return configuredFileName().isEmpty() ? defaultFileName() : configuredFileName();
+}
+
+}  // namespace ut

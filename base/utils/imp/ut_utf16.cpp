@@ -1,0 +1,96 @@
+#include "ut_utf16.h"
+
+namespace ut::internal {
+
+namespace {
+
+constexpr std::string_view kTerminator("\0\0", 2);
+
+bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+
+void appendUnit(std::string& out, char32_t unit) {
+  out += static_cast<char>(unit & 0xFF);
+  out += static_cast<char>(unit >> 8);
+}
+
+char32_t unitAt(std::string_view bytes, size_t index) {
+  return static_cast<unsigned char>(bytes[2 * index]) | static_cast<unsigned char>(bytes[2 * index + 1]) << 8;
+}
+
+// The bytes before the first NUL code unit, and where the unit after it starts (npos when there is none).
+std::string_view untilTerminator(std::string_view bytes, size_t& next) {
+  for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    if (bytes[i] == 0 && bytes[i + 1] == 0) {
+      next = i + 2;
+      return bytes.substr(0, i);
+    }
+  }
+  next = std::string_view::npos;
+  return bytes;
+}
+
+}  // namespace
+
+std::string toUtf16le(std::wstring_view text) {
+  std::string out;
+  out.reserve(2 * text.size());
+  for (wchar_t wc : text) {
+    char32_t c = static_cast<char32_t>(wc);
+    if (c > 0x10FFFF) c = 0xFFFD;
+    if (c < 0x10000) {
+      appendUnit(out, c);
+      continue;
+    }
+    c -= 0x10000;
+    appendUnit(out, 0xD800 + (c >> 10));
+    appendUnit(out, 0xDC00 + (c & 0x3FF));
+  }
+  return out;
+}
+
+std::wstring fromUtf16le(std::string_view bytes) {
+  std::wstring text;
+  const size_t count = bytes.size() / 2;
+  text.reserve(count);
+  for (size_t i = 0; i < count; ++i) {
+    const char32_t unit = unitAt(bytes, i);
+    if (isHighSurrogate(unit) && i + 1 < count && isLowSurrogate(unitAt(bytes, i + 1))) {
+      text += static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (unitAt(bytes, i + 1) - 0xDC00));
+      ++i;
+    } else {
+      text += static_cast<wchar_t>(unit);
+    }
+  }
+  return text;
+}
+
+std::string stringValueBytes(std::wstring_view text) { return toUtf16le(text).append(kTerminator); }
+
+std::wstring stringFromValueBytes(std::string_view bytes) {
+  size_t next = 0;
+  return fromUtf16le(untilTerminator(bytes, next));
+}
+
+std::string multiStringValueBytes(const std::vector<std::wstring>& strings) {
+  std::string bytes;
+  for (const std::wstring& s : strings) {
+    if (!s.empty()) bytes += stringValueBytes(s);
+  }
+  return bytes.append(kTerminator);
+}
+
+std::vector<std::wstring> multiStringFromValueBytes(std::string_view bytes) {
+  std::vector<std::wstring> strings;
+  while (bytes.size() >= 2) {
+    size_t next = 0;
+    const std::string_view piece = untilTerminator(bytes, next);
+    if (piece.empty()) break;
+    strings.push_back(fromUtf16le(piece));
+    if (next == std::string_view::npos) break;
+    bytes.remove_prefix(next);
+  }
+  return strings;
+}
+
+}  // namespace ut::internal

@@ -1,0 +1,129 @@
+// Configuration stores: where a configuration tree (ut_config_node.h) is loaded from and saved to. A
+// store reads the whole tree under its root path into nodes, and writes a tree back honouring the
+// markers that deletions and replacements left in it.
+//
+//   ut::ConfigRegistryStorage store(L"Profiles/Default/", false);  // under ...\Korvani\VeltoCAD
+//   ut::ConfigNodePtr root = store.load();
+//   root->childAt(L"Plot/Scale")->setULong(2);
+//   root->childAt(L"Plot")->removeChild(root->childAt(L"Plot/Old"));
+//   store.save(root);                      // one transaction: Scale written, Old deleted
+//
+// A save writes only what changed since this store loaded or saved the tree, and deletes and rewrites
+// whole subtrees only where markers ask for it; so two processes that change different values of one
+// group and save at the same time both keep their changes.
+//
+// Thread safety: a store and the trees it makes are used on one thread at a time.
+
+#ifndef QX_UT_CONFIG_STORAGE_H
+#define QX_UT_CONFIG_STORAGE_H
+
+#include "ut_config_node.h"
+
+#include <wx/fileconf.h>
+
+#include <memory>
+
+namespace ut {
+
+namespace internal {
+struct ConfigSnapshot;
+}
+
+class ConfigStorageBase {
+ public:
+  virtual ~ConfigStorageBase() = default;
+  // The whole tree under the store's root: a group node named after the root's last name. An empty
+  // pointer when the root does not exist in the store.
+  [[nodiscard]] virtual ConfigNodePtr load() = 0;
+  // Writes `root` back, in one transaction of the store: a node that asks for a destructive write has
+  // its place deleted first, a marker is then done with, and every other node writes its value and
+  // its children.
+  virtual bool save(const ConfigNodePtr& root) = 0;
+};
+
+class ConfigStorage : public ConfigStorageBase {
+ public:
+  // `path`: the root, a group path such as "Profiles/Default/".
+  explicit ConfigStorage(const OdString& path) : m_path(path) {}
+  ~ConfigStorage() override = default;
+  [[nodiscard]] const OdString& path() const { return m_path; }
+
+ private:
+  OdString m_path;
+};
+
+// A store over a wxWidgets configuration object.
+class ConfigStorageWx : public ConfigStorage {
+ public:
+  // With `readOnly`, save() refuses to write.
+  ConfigStorageWx(const OdString& path, bool readOnly);
+  ~ConfigStorageWx() override;
+
+  [[nodiscard]] ConfigNodePtr load() override;
+  bool save(const ConfigNodePtr& root) override;
+  [[nodiscard]] virtual wxConfigBase* config() = 0;
+
+ protected:
+  // Brackets a save; a store whose configuration object can make it atomic does so.
+  virtual bool beginSave() { return true; }
+  virtual bool endSave(bool success) = 0;
+
+ private:
+  bool m_readOnly;
+  std::unique_ptr<internal::ConfigSnapshot> m_saved;
+};
+
+// The registry under HKEY_CURRENT_USER\Software\Korvani\VeltoCAD.
+class ConfigRegistryStorage : public ConfigStorageWx {
+ public:
+  ConfigRegistryStorage(const OdString& path, bool readOnly);
+  ~ConfigRegistryStorage() override;
+  [[nodiscard]] wxConfigBase* config() override;
+
+ protected:
+  bool beginSave() override;
+  bool endSave(bool success) override;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> m_impl;
+};
+
+// A wxWidgets configuration file that keeps each value's kind: a number written is read back as a
+// number (GetEntryType() gives Type_Integer), a string as a string, even one that looks like a number.
+// Numbers are stored as "dword:" and eight hexadecimal digits, as in registration files. The file is
+// written by Flush() only, never behind the caller's back when the object is destroyed.
+class TypesafeFileConfig : public wxFileConfig {
+ public:
+  TypesafeFileConfig(const wxString& appName, const wxString& vendorName, const wxString& fileName);
+
+  EntryType GetEntryType(const wxString& name) const override;
+
+ protected:
+  bool DoReadString(const wxString& key, wxString* value) const override;
+  bool DoReadLong(const wxString& key, long* value) const override;
+  bool DoWriteString(const wxString& key, const wxString& value) override;
+  bool DoWriteLong(const wxString& key, long value) override;
+};
+
+// A configuration file; ConfigFileStorage::fileName() names it.
+class ConfigFileStorage : public ConfigStorageWx {
+ public:
+  ConfigFileStorage(const OdString& path, bool readOnly);
+  ~ConfigFileStorage() override;
+  [[nodiscard]] wxConfigBase* config() override;
+
+  // The file every ConfigFileStorage uses; by default "config" in the user's configuration directory.
+  static void setFileName(const OdString& fileName);
+  [[nodiscard]] static OdString fileName();
+
+ protected:
+  bool endSave(bool success) override;
+
+ private:
+  std::unique_ptr<TypesafeFileConfig> m_config;
+};
+
+}  // namespace ut
+
+#endif

@@ -1,0 +1,94 @@
+// A child process for the tests that need real processes on one hive: it changes the registry as told
+// and says on standard output how far it got, so that the test can kill it mid-way or run several at once.
+//
+//   hive_child write KEY COUNT PAUSE_AT [PREFIX]
+//       writes values PREFIX0..PREFIX(COUNT-1) (PREFIX is "v" unless given) of 1 KiB each under
+//       HKEY_CURRENT_USER\KEY in one transaction; after PAUSE_AT of them prints "paused" and waits for a
+//       line on standard input before it goes on and commits; prints "done" at the end
+//   hive_child save GROUP NAME NUMBER
+//       loads the configuration group GROUP (a path such as "Test/") from the registry, prints "loaded",
+//       waits for a line, sets the entry NAME to NUMBER and saves; prints "saved" or "failed"
+//   hive_child bigsave GROUP COUNT
+//       builds a tree of COUNT string entries of 1 KiB in 100 groups, prints "saving" and saves it under
+//       GROUP in one save; prints "saved" or "failed"
+//
+// The hive is the one VELTOCAD_REGISTRY_DIR names.
+
+#include "registry_platform.h"
+#include "ut_config_storage.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+namespace {
+
+int writeValues(const std::wstring& keyPath, int count, int pauseAt, const std::wstring& prefix) {
+  ut::platform::RegistryTransaction transaction(ut::eCurrentUser);
+  std::string error;
+  auto key = ut::platform::openRegistryKey(ut::eCurrentUser, keyPath, true, true, error);
+  if (!transaction.active() || !key) return 2;
+  const std::string data(1024, 'x');
+  for (int i = 0; i < count; ++i) {
+    if (i == pauseAt) {
+      std::cout << "paused" << std::endl;
+      std::string line;
+      std::getline(std::cin, line);
+    }
+    if (!key->writeValue(prefix + std::to_wstring(i), ut::eRegBinary, data, error)) return 3;
+  }
+  if (!transaction.commit()) return 4;
+  std::cout << "done" << std::endl;
+  return 0;
+}
+
+std::wstring wide(const std::string& text) { return std::wstring(text.begin(), text.end()); }
+
+int saveOne(const std::string& group, const std::string& name, unsigned long number) {
+  ut::ConfigRegistryStorage storage(wide(group).c_str(), false);
+  ut::ConfigNodePtr root = storage.load();
+  if (!root) return 2;
+  std::cout << "loaded" << std::endl;
+  std::string line;
+  std::getline(std::cin, line);
+  ut::ConfigNodePtr entry = root->childAt(wide(name).c_str());
+  if (!entry) root->addChild(entry = ut::ConfigNode::createNode(wide(name).c_str()));
+  (void)entry->setULong(number);
+  const bool saved = storage.save(root);
+  std::cout << (saved ? "saved" : "failed") << std::endl;
+  return saved ? 0 : 3;
+}
+
+int saveBig(const std::string& group, int count) {
+  ut::ConfigRegistryStorage storage(wide(group).c_str(), false);
+  ut::ConfigNodePtr root = ut::ConfigNode::createNode(L"Big/");
+  const std::wstring text(1024, L'x');
+  for (int i = 0; i < count; ++i) {
+    const OdString groupName = OdString(L"g") + std::to_wstring(i % 100).c_str();
+    ut::ConfigNodePtr sub = root->childAt(groupName);
+    if (!sub) root->addChild(sub = ut::ConfigNode::createNode(groupName + L"/"));
+    const ut::ConfigNodePtr entry = ut::ConfigNode::createNode(OdString(L"e") + std::to_wstring(i).c_str());
+    (void)entry->setString(text.c_str());
+    sub->addChild(entry);
+  }
+  std::cout << "saving" << std::endl;
+  const bool saved = storage.save(root);
+  std::cout << (saved ? "saved" : "failed") << std::endl;
+  return saved ? 0 : 3;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if ((argc == 5 || argc == 6) && std::string(argv[1]) == "write") {
+    const std::string key = argv[2], prefix = argc == 6 ? argv[5] : "v";
+    return writeValues(std::wstring(key.begin(), key.end()), std::atoi(argv[3]), std::atoi(argv[4]),
+                       std::wstring(prefix.begin(), prefix.end()));
+  }
+  if (argc == 5 && std::string(argv[1]) == "save") return saveOne(argv[2], argv[3], std::stoul(argv[4]));
+  if (argc == 4 && std::string(argv[1]) == "bigsave") return saveBig(argv[2], std::atoi(argv[3]));
+  std::cerr << "usage: hive_child write KEY COUNT PAUSE_AT [PREFIX] | save GROUP NAME NUMBER | bigsave GROUP "
+               "COUNT\n";
+  return 1;
+}

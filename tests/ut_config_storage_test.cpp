@@ -1,0 +1,166 @@
+#include "ut_config_storage.h"
+
+#include "test_support.h"
+#include "ut_registry.h"
+#include "ut_registry_config.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+const OdString kProductKey = L"Software\\Korvani\\VeltoCAD";
+
+unsigned long number(const ut::ConfigNodePtr& root, const wchar_t* path) {
+  unsigned long value = 0;
+  const ut::ConfigNodePtr node = root ? root->childAt(path) : nullptr;
+  return node && node->getULong(value) ? value : 999;
+}
+
+OdString text(const ut::ConfigNodePtr& root, const wchar_t* path) {
+  OdString value;
+  const ut::ConfigNodePtr node = root ? root->childAt(path) : nullptr;
+  return node && node->getString(value) ? value : OdString(L"<none>");
+}
+
+class ConfigStorageTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    ut::RegistryConfig config(L"VeltoCAD", L"Korvani");
+    config.Write("/Test/Number", 1L);
+    config.Write("/Test/Name", wxString("one"));
+    config.Write("/Test/Old/Gone", 5L);
+    config.Write("/Test/Sub/Kept", 7L);
+    config.Write("/Test/Sub/Deep/Value", 8L);
+  }
+
+  qxtest::TempDir m_dir;
+  qxtest::ScopedEnv m_env{"VELTOCAD_REGISTRY_DIR", m_dir.path().string()};
+};
+
+TEST_F(ConfigStorageTest, LoadsTheTreeUnderItsRoot) {
+  ut::ConfigRegistryStorage storage(L"Test/", false);
+  const ut::ConfigNodePtr root = storage.load();
+  ASSERT_TRUE(root);
+  EXPECT_TRUE(root->isGroup());
+  EXPECT_EQ(root->path(), L"Test");
+  EXPECT_EQ(number(root, L"number"), 1u);
+  EXPECT_EQ(text(root, L"Name"), L"one");
+  EXPECT_EQ(number(root, L"Sub/Deep/Value"), 8u);
+  EXPECT_FALSE(ut::ConfigRegistryStorage(L"Missing/", false).load());
+}
+
+TEST_F(ConfigStorageTest, SaveWritesChangesTombstonesAndReplacements) {
+  ut::ConfigRegistryStorage storage(L"Test/", false);
+  const ut::ConfigNodePtr root = storage.load();
+  ASSERT_TRUE(root->childAt(L"Number")->setULong(2));
+  ASSERT_TRUE(root->removeChild(root->childAt(L"Old")));
+  ut::ConfigNodePtr fresh = ut::ConfigNode::createNode(L"Sub/");
+  ut::ConfigNodePtr only = ut::ConfigNode::createNode(L"Only");
+  ASSERT_TRUE(only->setString(L"new"));
+  fresh->addChild(only);
+  ASSERT_TRUE(root->addChild(fresh));  // replaces Sub whole
+  ASSERT_TRUE(storage.save(root));
+
+  const ut::ConfigNodePtr reloaded = ut::ConfigRegistryStorage(L"Test/", false).load();
+  EXPECT_EQ(number(reloaded, L"Number"), 2u);
+  EXPECT_EQ(text(reloaded, L"Name"), L"one");
+  EXPECT_FALSE(reloaded->childAt(L"Old"));
+  EXPECT_EQ(text(reloaded, L"Sub/Only"), L"new");
+  EXPECT_FALSE(reloaded->childAt(L"Sub/Kept"));
+  EXPECT_FALSE(reloaded->childAt(L"Sub/Deep"));
+}
+
+TEST_F(ConfigStorageTest, SaveLeavesValuesOthersChangedMeanwhile) {
+  ut::ConfigRegistryStorage mine(L"Test/", false);
+  const ut::ConfigNodePtr root = mine.load();
+  ut::RegistryConfig(L"VeltoCAD", L"Korvani").Write("/Test/Name", wxString("theirs"));
+  ASSERT_TRUE(root->childAt(L"Number")->setULong(3));
+  ASSERT_TRUE(mine.save(root));
+  OdString name;
+  ut::Registry key;
+  ASSERT_TRUE(key.open(ut::eCurrentUser, kProductKey + L"\\Test"));
+  ASSERT_TRUE(key.read(L"Name", name));
+  EXPECT_EQ(name, L"theirs");
+}
+
+TEST_F(ConfigStorageTest, ReadOnlyStorageRefusesToSave) {
+  ut::ConfigRegistryStorage storage(L"Test/", true);
+  EXPECT_FALSE(storage.save(storage.load()));
+}
+
+TEST_F(ConfigStorageTest, TwoProcessesSavingOneGroupBothKeepTheirChanges) {
+  qxtest::ChildProcess first({QX_HIVE_CHILD_PATH, "save", "Test/", "Number", "41"});
+  qxtest::ChildProcess second({QX_HIVE_CHILD_PATH, "save", "Test/", "Sub/Kept", "42"});
+  ASSERT_EQ(first.readLine(), "loaded");
+  ASSERT_EQ(second.readLine(), "loaded");
+  first.writeLine("go");
+  second.writeLine("go");
+  EXPECT_EQ(first.readLine(), "saved");
+  EXPECT_EQ(second.readLine(), "saved");
+  const ut::ConfigNodePtr root = ut::ConfigRegistryStorage(L"Test/", true).load();
+  EXPECT_EQ(number(root, L"Number"), 41u);
+  EXPECT_EQ(number(root, L"Sub/Kept"), 42u);
+}
+
+TEST_F(ConfigStorageTest, SaveKilledMidwayLeavesAllOrNothing) {
+  constexpr int kEntries = 20000;
+  const std::filesystem::path wal = m_dir.path() / "user.hive-wal";
+  qxtest::ChildProcess child({QX_HIVE_CHILD_PATH, "bigsave", "Big/", std::to_string(kEntries)});
+  ASSERT_EQ(child.readLine(), "saving");
+  // Kill once the save has spilled a few megabytes into the log: well inside its 20 MB.
+  for (int i = 0; i < 2000 && !(std::filesystem::exists(wal) && std::filesystem::file_size(wal) > (4u << 20));
+       ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  child.kill();
+  const ut::ConfigNodePtr root = ut::ConfigRegistryStorage(L"Big/", true).load();
+  size_t entries = 0;
+  if (root) {
+    for (const ut::ConfigNodePtr& group : root->children()) entries += group->children().size();
+  }
+  EXPECT_TRUE(entries == 0 || entries == kEntries) << entries << " entries survived";
+}
+
+TEST(TypesafeFileConfigTest, KindsSurviveTheFile) {
+  qxtest::TempDir dir;
+  const wxString file = (dir.path() / "config").string();
+  {
+    ut::TypesafeFileConfig config("App", "Vendor", file);
+    config.Write("number", 42L);
+    config.Write("negative", -1L);
+    config.Write("digits", wxString("42"));
+    config.Write("lookalike", wxString("dword:0000002a"));
+    config.Write("slashed", wxString("\\dword:x"));
+    ASSERT_TRUE(config.Flush());
+  }
+  ut::TypesafeFileConfig config("App", "Vendor", file);
+  long value = 0;
+  wxString text;
+  EXPECT_EQ(config.GetEntryType("number"), wxConfigBase::Type_Integer);
+  EXPECT_TRUE(config.Read("number", &value) && value == 42);
+  EXPECT_TRUE(config.Read("negative", &value) && value == -1);
+  EXPECT_EQ(config.GetEntryType("digits"), wxConfigBase::Type_String);
+  EXPECT_FALSE(config.Read("number", &text));
+  EXPECT_TRUE(config.Read("lookalike", &text) && text == "dword:0000002a");
+  EXPECT_EQ(config.GetEntryType("lookalike"), wxConfigBase::Type_String);
+  EXPECT_TRUE(config.Read("slashed", &text) && text == "\\dword:x");
+}
+
+TEST(ConfigFileStorageTest, SavesAndLoadsThroughTheFile) {
+  qxtest::TempDir dir;
+  ut::ConfigFileStorage::setFileName((dir.path() / "sub" / "config").wstring().c_str());
+  ut::ConfigNodePtr root = ut::ConfigNode::createNode(L"Profile/");
+  ut::ConfigNodePtr entry = ut::ConfigNode::createNode(L"Count");
+  ASSERT_TRUE(entry->setULong(9));
+  root->addChild(entry);
+  ut::ConfigFileStorage storage(L"Profile/", false);
+  ASSERT_TRUE(storage.save(root));
+  const ut::ConfigNodePtr loaded = ut::ConfigFileStorage(L"Profile/", false).load();
+  EXPECT_EQ(number(loaded, L"Count"), 9u);
+  ut::ConfigFileStorage::setFileName(OdString());
+}
+
+}  // namespace

@@ -1,0 +1,102 @@
+#include "ut_registry_config.h"
+
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// The names an enumeration of the current group walks: its groups, or its entries.
+std::vector<wxString> names(const wxConfigBase& config, bool groups) {
+  std::vector<wxString> result;
+  wxString name;
+  long index = 0;
+  bool more = groups ? config.GetFirstGroup(name, index) : config.GetFirstEntry(name, index);
+  for (; more; more = groups ? config.GetNextGroup(name, index) : config.GetNextEntry(name, index)) {
+    result.push_back(name);
+  }
+  return result;
+}
+
+class RegistryConfigTest : public testing::Test {
+ protected:
+  qxtest::TempDir m_dir;
+  qxtest::ScopedEnv m_env{"VELTOCAD_REGISTRY_DIR", m_dir.path().string()};
+  ut::RegistryConfig m_config{"VeltoCAD", "Korvani"};
+};
+
+TEST_F(RegistryConfigTest, TypedValuesUnderTheProductKey) {
+  EXPECT_TRUE(m_config.Write("Plot/Scale", 2L));
+  EXPECT_TRUE(m_config.Write("Plot/Name", wxString(L"A\u00E9")));
+  EXPECT_TRUE(m_config.Write("Plot/Ratio", 0.5));
+  EXPECT_TRUE(m_config.Write("Plot/On", true));
+  EXPECT_EQ(m_config.Read("plot/scale", 0L), 2);
+  EXPECT_EQ(m_config.Read("Plot/Name", wxString()), wxString(L"A\u00E9"));
+  EXPECT_DOUBLE_EQ(m_config.ReadDouble("Plot/Ratio", 0), 0.5);
+  EXPECT_TRUE(m_config.ReadBool("Plot/On", false));
+  EXPECT_EQ(m_config.GetEntryType("Plot/Scale"), wxConfigBase::Type_Integer);
+  EXPECT_EQ(m_config.GetEntryType("Plot/Name"), wxConfigBase::Type_String);
+  EXPECT_FALSE(m_config.Write("Plot/Huge", 1L << 40));
+  long number = 0;
+  EXPECT_FALSE(m_config.Read("Plot/Name", &number));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\Korvani\\VeltoCAD\\Plot", L"Scale"));
+}
+
+TEST_F(RegistryConfigTest, PathsAndEnumeration) {
+  m_config.Write("/a/x", 1L);
+  m_config.Write("/a/y", 2L);
+  m_config.Write("/a/b/z", 3L);
+  m_config.Write("/a/c/w", 4L);
+  m_config.SetPath("/a");
+  EXPECT_EQ(m_config.GetPath(), "/a");
+  EXPECT_EQ(names(m_config, true), (std::vector<wxString>{"b", "c"}));
+  EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"x", "y"}));
+  EXPECT_EQ(m_config.GetNumberOfEntries(true), 4u);
+  EXPECT_EQ(m_config.GetNumberOfGroups(), 2u);
+  m_config.SetPath("b");
+  EXPECT_EQ(m_config.GetPath(), "/a/b");
+  EXPECT_EQ(m_config.Read("z", 0L), 3);
+  EXPECT_EQ(m_config.Read("../x", 0L), 1);
+  m_config.SetPath("..");
+  EXPECT_TRUE(m_config.HasGroup("C"));
+  EXPECT_TRUE(m_config.HasEntry("b/z"));
+  EXPECT_FALSE(m_config.HasEntry("b/q"));
+}
+
+TEST_F(RegistryConfigTest, RenameAndDelete) {
+  m_config.Write("/g/old", 5L);
+  m_config.Write("/g/keep", 6L);
+  m_config.SetPath("/g");
+  EXPECT_TRUE(m_config.RenameEntry("old", "new"));
+  EXPECT_FALSE(m_config.RenameEntry("new", "keep"));
+  EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"keep", "new"}));
+  m_config.SetPath("/");
+  EXPECT_TRUE(m_config.RenameGroup("g", "h"));
+  EXPECT_EQ(m_config.Read("/h/new", 0L), 5);
+  EXPECT_FALSE(m_config.HasGroup("/g"));
+  EXPECT_TRUE(m_config.DeleteEntry("/h/new"));
+  EXPECT_TRUE(m_config.DeleteEntry("/h/keep"));
+  EXPECT_FALSE(m_config.HasGroup("/h"));  // emptied, so removed
+  m_config.Write("/x/y", 1L);
+  EXPECT_TRUE(m_config.DeleteGroup("/x"));
+  EXPECT_FALSE(m_config.HasEntry("/x/y"));
+  EXPECT_TRUE(m_config.DeleteAll());
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Software\\Korvani\\VeltoCAD"));
+}
+
+TEST_F(RegistryConfigTest, TransactionsCommitOrRollBack) {
+  ASSERT_TRUE(m_config.beginTransaction());
+  m_config.Write("kept", 1L);
+  ASSERT_TRUE(m_config.commitTransaction());
+  ASSERT_TRUE(m_config.beginTransaction());
+  m_config.Write("dropped", 1L);
+  ASSERT_TRUE(m_config.beginTransaction());
+  m_config.Write("inner", 1L);
+  EXPECT_TRUE(m_config.commitTransaction());
+  m_config.rollbackTransaction();
+  EXPECT_TRUE(m_config.HasEntry("kept"));
+  EXPECT_FALSE(m_config.HasEntry("dropped"));
+  EXPECT_FALSE(m_config.HasEntry("inner"));
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+#include "ut_registry.h"
+
+#include "registry_platform.h"
+#include "test_support.h"
+#include "ut_assert.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+std::vector<std::string> g_reports;
+
+int collect(const char* expr, const char* message, const char*, int) {
+  g_reports.push_back(std::string(expr) + ": " + message);
+  return 0;
+}
+
+std::vector<std::wstring> items(const OdArray<OdString>& array) {
+  std::vector<std::wstring> result;
+  for (const OdString& s : array) result.push_back(s.str());
+  return result;
+}
+
+std::string fileBytes(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// Every test gets hives of its own in a fresh directory, and sees what the library reports.
+class RegistryTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    g_reports.clear();
+    ut::addAssertCallback(collect);
+  }
+  void TearDown() override { ut::removeAssertCallback(collect); }
+
+  qxtest::TempDir m_dir;
+  qxtest::ScopedEnv m_env{"VELTOCAD_REGISTRY_DIR", m_dir.path().string()};
+};
+
+TEST_F(RegistryTest, ValuesOfEveryKindRoundTrip) {
+  ut::Registry key(true);
+  ASSERT_TRUE(key.create(ut::eCurrentUser, L"Software\\Korvani\\Test"));
+  wxMemoryBuffer bytes;
+  bytes.AppendData("\0\1\2\xFF", 4);
+  EXPECT_TRUE(key.write(L"Number", -2L));
+  EXPECT_TRUE(key.write(L"Big", 4000000000L));
+  EXPECT_FALSE(key.write(L"TooBig", 5000000000L));
+  EXPECT_TRUE(key.write(L"Text", OdString(L"a\u00E9\U0001F600")));
+  EXPECT_TRUE(key.write(L"", OdString(L"default")));
+  EXPECT_TRUE(key.write(L"Bytes", bytes));
+
+  long number = 0;
+  OdString text;
+  wxMemoryBuffer read;
+  EXPECT_TRUE(key.read(L"NUMBER", number));
+  EXPECT_EQ(number, -2);
+  EXPECT_TRUE(key.read(L"Big", number));
+  EXPECT_EQ(number, static_cast<int32_t>(4000000000u));
+  EXPECT_TRUE(key.read(L"text", text));
+  EXPECT_EQ(text, L"a\u00E9\U0001F600");
+  EXPECT_TRUE(key.read(L"", text));
+  EXPECT_EQ(text, L"default");
+  EXPECT_TRUE(key.read(L"Bytes", read));
+  EXPECT_EQ(std::string(static_cast<char*>(read.GetData()), read.GetDataLen()), std::string("\0\1\2\xFF", 4));
+  EXPECT_FALSE(key.read(L"Text", number));
+  EXPECT_FALSE(key.read(L"Number", text));
+  EXPECT_EQ(key.valueType(L"Text"), ut::eRegString);
+  EXPECT_EQ(key.valueType(L"Bytes"), ut::eRegBinary);
+  EXPECT_EQ(key.valueType(L"Missing"), ut::eRegNone);
+  EXPECT_FALSE(key.read(L"TooBig", number));
+}
+
+TEST_F(RegistryTest, NamesIgnoreCaseAndKeepTheirSpelling) {
+  ut::Registry key(true);
+  ASSERT_TRUE(key.create(ut::eCurrentUser, L"Software\\MixedCase"));
+  EXPECT_TRUE(key.write(L"Straße", 1L));
+  EXPECT_TRUE(key.write(L"STRASSE", 2L));
+  EXPECT_TRUE(key.write(L"\u00C9t\u00E9", 3L));
+  EXPECT_TRUE(key.write(L"\u00E9T\u00C9", 4L));
+  OdArray<OdString> values, keys;
+  ASSERT_TRUE(ut::Registry::listValues(ut::eCurrentUser, L"software\\mixedcase", values));
+  EXPECT_EQ(items(values), (std::vector<std::wstring>{L"Straße", L"STRASSE", L"\u00C9t\u00E9"}));
+  long number = 0;
+  EXPECT_TRUE(key.read(L"\u00C9T\u00C9", number));
+  EXPECT_EQ(number, 4);
+  ASSERT_TRUE(ut::Registry::createKey(ut::eCurrentUser, L"SOFTWARE\\mixedCASE\\Sub", nullptr));
+  ASSERT_TRUE(ut::Registry::listKeys(ut::eCurrentUser, L"Software", keys));
+  EXPECT_EQ(items(keys), (std::vector<std::wstring>{L"MixedCase"}));
+  EXPECT_TRUE(key.verifyKey(L"SUB"));
+}
+
+TEST_F(RegistryTest, LimitsAreRefusedWithAMessage) {
+  ut::Registry key(true);
+  EXPECT_FALSE(key.create(ut::eCurrentUser, L"Software\\" + OdString(std::wstring(256, L'k'))));
+  EXPECT_TRUE(key.create(ut::eCurrentUser, L"Software\\" + OdString(std::wstring(255, L'k'))));
+  EXPECT_TRUE(key.write(OdString(std::wstring(16383, L'v')), 1L));
+  EXPECT_FALSE(key.write(OdString(std::wstring(16384, L'v')), 1L));
+  ASSERT_EQ(g_reports.size(), 2u);
+  EXPECT_EQ(g_reports[0], "ut::Registry::create: a key name longer than 255 characters");
+  EXPECT_EQ(g_reports[1], "ut::Registry::write: a value name longer than 16383 characters");
+}
+
+TEST_F(RegistryTest, ReadOnlyKeysRefuseWrites) {
+  ASSERT_TRUE(ut::Registry::createKey(ut::eCurrentUser, L"Software\\R", nullptr));
+  ut::Registry reader(false);
+  ASSERT_TRUE(reader.open(ut::eCurrentUser, L"Software\\R"));
+  EXPECT_FALSE(reader.write(L"x", 1L));
+  EXPECT_FALSE(reader.open(ut::eCurrentUser, L"Software\\Missing"));
+}
+
+TEST_F(RegistryTest, DeleteKeyRemovesTheSubtree) {
+  ASSERT_TRUE(ut::Registry::createKey(ut::eCurrentUser, L"A\\B\\C", nullptr));
+  ut::Registry key(true);
+  ASSERT_TRUE(key.open(ut::eCurrentUser, L"A\\B\\C"));
+  ASSERT_TRUE(key.write(L"v", 1L));
+  key.close();
+  EXPECT_TRUE(ut::Registry::deleteKey(ut::eCurrentUser, L"a\\b"));
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"A\\B\\C"));
+  EXPECT_TRUE(ut::Registry::verifyKey(ut::eCurrentUser, L"A"));
+  EXPECT_FALSE(ut::Registry::deleteKey(ut::eCurrentUser, L"A\\B"));
+}
+
+TEST_F(RegistryTest, CopyKeyIntoItsOwnSubtree) {
+  ut::Registry key(true);
+  ASSERT_TRUE(key.create(ut::eCurrentUser, L"Src\\Deep"));
+  ASSERT_TRUE(key.write(L"v", OdString(L"x")));
+  EXPECT_TRUE(ut::Registry::copyKey(ut::eCurrentUser, ut::eCurrentUser, L"Src", L"Src\\Copy", true));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Src\\Copy\\Deep", L"v"));
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Src\\Copy\\Copy"));
+  EXPECT_TRUE(ut::Registry::copyKey(ut::eCurrentUser, ut::eLocalMachine, L"Src\\Deep", L"Machine", false));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eLocalMachine, L"Machine", L"v"));
+  EXPECT_TRUE(std::filesystem::exists(m_dir.path() / "machine.hive"));
+  EXPECT_FALSE(ut::Registry::copyKey(ut::eCurrentUser, ut::eCurrentUser, L"Missing", L"X", true));
+}
+
+TEST_F(RegistryTest, DamagedHiveIsReportedAndLeftAlone) {
+  const std::filesystem::path hive = m_dir.path() / "user.hive";
+  const std::string garbage = "this is no database, but somebody's data\n" + std::string(5000, 'z');
+  std::ofstream(hive, std::ios::binary) << garbage;
+  ut::Registry key(true);
+  EXPECT_FALSE(key.create(ut::eCurrentUser, L"Software"));
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Software"));
+  ASSERT_FALSE(g_reports.empty());
+  EXPECT_NE(g_reports[0].find(hive.string()), std::string::npos) << g_reports[0];
+  EXPECT_EQ(fileBytes(hive), garbage);
+}
+
+TEST_F(RegistryTest, KilledWriterLeavesNoneOfItsTransaction) {
+  qxtest::ChildProcess child({QX_HIVE_CHILD_PATH, "write", "Crash", "20000", "15000"});
+  ASSERT_EQ(child.readLine(), "paused");  // 15 MB written inside the open transaction
+  child.kill();
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Crash"));
+  qxtest::ChildProcess finisher({QX_HIVE_CHILD_PATH, "write", "Crash", "2000", "1000"});
+  ASSERT_EQ(finisher.readLine(), "paused");
+  finisher.writeLine("go");
+  EXPECT_EQ(finisher.readLine(), "done");
+  EXPECT_EQ(finisher.wait(), 0);
+  OdArray<OdString> values;
+  ASSERT_TRUE(ut::Registry::listValues(ut::eCurrentUser, L"Crash", values));
+  EXPECT_EQ(values.size(), 2000u);
+}
+
+TEST_F(RegistryTest, ConcurrentWritersToOneKeyBothKeepTheirValues) {
+  qxtest::ChildProcess first({QX_HIVE_CHILD_PATH, "write", "Shared", "500", "0", "a"});
+  ASSERT_EQ(first.readLine(), "paused");
+  qxtest::ChildProcess second({QX_HIVE_CHILD_PATH, "write", "Shared", "500", "0", "b"});
+  first.writeLine("go");
+  ASSERT_EQ(second.readLine(), "paused");  // waited for the first one's transaction to end
+  second.writeLine("go");
+  EXPECT_EQ(first.readLine(), "done");
+  EXPECT_EQ(second.readLine(), "done");
+  OdArray<OdString> values;
+  EXPECT_TRUE(ut::Registry::listValues(ut::eCurrentUser, L"Shared", values));
+  EXPECT_EQ(values.size(), 1000u);
+  EXPECT_TRUE(values.contains(L"a499") && values.contains(L"b499"));
+}
+
+}  // namespace
