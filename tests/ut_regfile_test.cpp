@@ -1,5 +1,5 @@
-#include "../base/utils/imp/ut_regfile.h"
-#include "../base/utils/imp/ut_utf16.h"
+#include "ut_regfile.h"
+#include "ut_utf16.h"
 
 #include <gtest/gtest.h>
 
@@ -205,6 +205,8 @@ TEST(RegFileRoots, SplitsTheRootName) {
   EXPECT_EQ(rooted->root, ut::eLocalMachine);
   EXPECT_EQ(rooted->path, L"Software\\X");
   EXPECT_EQ(splitRoot(L"HKEY_CURRENT_USER")->path, L"");
+  EXPECT_EQ(rootName(ut::eCurrentConfig), L"HKEY_CURRENT_CONFIG");
+  EXPECT_EQ(rootName(static_cast<ut::ERootKey>(5)), L"");
   for (const wchar_t* key : {L"HKCU\\Software", L"HKEY_CURRENT_USERS", L"", L"\\HKEY_USERS"})
     EXPECT_FALSE(splitRoot(key));
 }

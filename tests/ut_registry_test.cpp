@@ -180,4 +180,111 @@ TEST_F(RegistryTest, ConcurrentWritersToOneKeyBothKeepTheirValues) {
   EXPECT_TRUE(values.contains(L"a499") && values.contains(L"b499"));
 }
 
+// Every key below `path` with every value, as "key|name|type|bytes" lines, for comparing whole trees.
+std::vector<std::string> dump(ut::ERootKey root, const std::wstring& path) {
+  std::vector<std::string> lines;
+  std::string error;
+  const auto key = ut::platform::openRegistryKey(root, path, false, false, error);
+  if (!key) return lines;
+  const std::string narrowPath(wxString(path).utf8_str());
+  for (const auto& value : key->values()) {
+    lines.push_back(narrowPath + "|" + std::string(wxString(value.name).utf8_str()) + "|" +
+                    std::to_string(value.type) + "|" + value.data);
+  }
+  for (const std::wstring& name : key->subKeyNames()) {
+    for (std::string& line : dump(root, path + L"\\" + name)) lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+void writeRaw(const std::wstring& path, const std::wstring& name, uint32_t type, const std::string& data) {
+  std::string error;
+  auto key = ut::platform::openRegistryKey(ut::eCurrentUser, path, true, true, error);
+  ASSERT_TRUE(key && key->writeValue(name, type, data, error)) << error;
+}
+
+TEST_F(RegistryTest, ExportThenImportGivesBackEveryByte) {
+  std::string binary;
+  for (int i = 0; i < 300; ++i) binary += static_cast<char>(i);
+  writeRaw(L"Software\\Exp", L"", ut::eRegString, std::string("d\0e\0f\0\0\0", 8));
+  writeRaw(L"Software\\Exp", L"Text \"quoted\" \\ line\nbreak", ut::eRegString,
+           std::string("x\0\r\0\n\0\0\0", 8));
+  writeRaw(L"Software\\Exp", L"Path", ut::eRegExpandString, std::string("%\0P\0%\0\0\0", 8));
+  writeRaw(L"Software\\Exp", L"Binary", ut::eRegBinary, binary);
+  writeRaw(L"Software\\Exp", L"Empty", ut::eRegBinary, "");
+  writeRaw(L"Software\\Exp", L"Dword", ut::eRegDword, std::string("\1\0\0\0", 4));
+  writeRaw(L"Software\\Exp", L"Multi", ut::eRegMultiString, std::string("a\0\0\0b\0\0\0\0\0", 10));
+  writeRaw(L"Software\\Exp", L"Qword", ut::eRegQword, std::string("\1\2\3\4\5\6\7\x08", 8));
+  writeRaw(L"Software\\Exp\\Sub \u00E9\\Deeper", L"\u4E2D", ut::eRegString, std::string("\0\0", 2));
+  const std::vector<std::string> before = dump(ut::eCurrentUser, L"Software\\Exp");
+  const OdString file = (m_dir.path() / "export.reg").wstring().c_str();
+  ASSERT_TRUE(ut::Registry::exportKey(L"HKEY_CURRENT_USER\\Software\\Exp", file, true));
+
+  qxtest::TempDir other;
+  qxtest::ScopedEnv otherHive("VELTOCAD_REGISTRY_DIR", other.path().string());
+  ASSERT_TRUE(ut::Registry::importKey(file, false));
+  EXPECT_EQ(dump(ut::eCurrentUser, L"Software\\Exp"), before);
+  EXPECT_TRUE(g_reports.empty());
+}
+
+TEST_F(RegistryTest, ExportRefusesBadArguments) {
+  const OdString file = (m_dir.path() / "x.reg").wstring().c_str();
+  EXPECT_FALSE(ut::Registry::exportKey(L"HKEY_NOWHERE\\Software", file, true));
+  EXPECT_FALSE(ut::Registry::exportKey(L"", file, true));
+  EXPECT_FALSE(ut::Registry::exportKey(L"HKEY_CURRENT_USER\\Missing", file, true));
+  EXPECT_FALSE(std::filesystem::exists(m_dir.path() / "x.reg"));
+  EXPECT_EQ(g_reports, (std::vector<std::string>{"ut::Registry::exportKey: Bad root",
+                                                 "ut::Registry::exportKey: Bad arguments",
+                                                 "ut::Registry::exportKey: Failed to open registry key"}));
+}
+
+TEST_F(RegistryTest, ImportSkipsMalformedLinesAndReportsThemOnce) {
+  const std::filesystem::path file = m_dir.path() / "in.reg";
+  std::ofstream(file, std::ios::binary) << "Windows Registry Editor Version 5.00\n\n"
+                                           "[HKEY_CURRENT_USER\\Software\\In]\n"
+                                           "\"Good\"=dword:00000002\n"
+                                           "this line is broken\n"
+                                           "\"Also\"=hex:zz\n"
+                                           "; a comment\n"
+                                           "\"Late\"=\"fine\"\n"
+                                           "[-HKEY_CURRENT_USER\\Software\\Gone]\n";
+  ASSERT_TRUE(ut::Registry::createKey(ut::eCurrentUser, L"Software\\Gone", nullptr));
+  EXPECT_FALSE(ut::Registry::importKey(file.wstring().c_str(), false));
+  EXPECT_EQ(
+      g_reports,
+      (std::vector<std::string>{"ut::Registry::importKey: Skipped 2 malformed lines, the first at line 5"}));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\In", L"Good"));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\In", L"Late"));
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Software\\Gone"));
+}
+
+TEST_F(RegistryTest, ImportOfOtherFilesChangesNothing) {
+  ASSERT_TRUE(ut::Registry::createKey(ut::eCurrentUser, L"Software\\Kept", nullptr));
+  const std::vector<std::string> before = dump(ut::eCurrentUser, L"Software");
+  const std::filesystem::path binary = m_dir.path() / "image.png";
+  std::ofstream(binary, std::ios::binary) << std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+  EXPECT_FALSE(ut::Registry::importKey(binary.wstring().c_str(), false));
+  EXPECT_FALSE(ut::Registry::importKey((m_dir.path() / "missing.reg").wstring().c_str(), false));
+  EXPECT_EQ(dump(ut::eCurrentUser, L"Software"), before);
+  ASSERT_EQ(g_reports.size(), 2u);
+  EXPECT_EQ(g_reports[0], "ut::Registry::importKey: Not a registration file: " + binary.string());
+  EXPECT_EQ(g_reports[1], "ut::Registry::importKey: File not found");
+}
+
+TEST_F(RegistryTest, ImportWithReplaceKeysEmptiesEachKeyFirst) {
+  ut::Registry key(true);
+  ASSERT_TRUE(key.create(ut::eCurrentUser, L"Software\\R\\Child"));
+  ASSERT_TRUE(key.create(ut::eCurrentUser, L"Software\\R"));
+  ASSERT_TRUE(key.write(L"Old", 1L));
+  const std::filesystem::path file = m_dir.path() / "r.reg";
+  std::ofstream(file, std::ios::binary) << "Windows Registry Editor Version 5.00\r\n\r\n"
+                                           "[HKEY_CURRENT_USER\\Software\\R]\r\n\"New\"=dword:00000001\r\n";
+  ASSERT_TRUE(ut::Registry::importKey(file.wstring().c_str(), true));
+  OdArray<OdString> values, keys;
+  ASSERT_TRUE(ut::Registry::listValues(ut::eCurrentUser, L"Software\\R", values));
+  ASSERT_TRUE(ut::Registry::listKeys(ut::eCurrentUser, L"Software\\R", keys));
+  EXPECT_EQ(items(values), (std::vector<std::wstring>{L"New"}));
+  EXPECT_TRUE(keys.isEmpty());
+}
+
 }  // namespace

@@ -5,6 +5,7 @@
 #include "ut_utf16.h"
 #include "ut_utf8.h"
 
+#include <algorithm>
 #include <array>
 
 namespace ut::internal::regfile {
@@ -303,6 +304,11 @@ std::optional<RootedPath> splitRoot(std::wstring_view key) {
       return RootedPath{static_cast<ERootKey>(root), rest.substr(rest.empty() ? 0 : 1)};
   }
   return std::nullopt;
+}
+
+std::wstring_view rootName(ERootKey root) {
+  const auto index = static_cast<size_t>(root);
+  return index < kRootNames.size() ? kRootNames[index] : std::wstring_view();
 }
 
 Writer::Writer(bool exactTypes) : m_exactTypes(exactTypes), m_text(kHeader) { m_text += kLineEnd; }

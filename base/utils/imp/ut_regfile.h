@@ -52,6 +52,8 @@ struct RootedPath {
   std::wstring_view path;
 };
 [[nodiscard]] std::optional<RootedPath> splitRoot(std::wstring_view key);
+// "HKEY_CURRENT_USER" and its siblings; empty for a value that is none of the five roots.
+[[nodiscard]] std::wstring_view rootName(ERootKey root);
 
 // Builds a file in the registry editor's own format: UTF-16LE with a byte-order mark, CR LF line ends,
 // the header "Windows Registry Editor Version 5.00" and a blank line, then for each key "[path]", its
