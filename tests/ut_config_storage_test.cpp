@@ -1,12 +1,14 @@
 #include "ut_config_storage.h"
 
 #include "test_support.h"
+#include "ut_assert.h"
 #include "ut_registry.h"
 #include "ut_registry_config.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <fstream>
 #include <thread>
 
 namespace {
@@ -124,6 +126,79 @@ TEST_F(ConfigStorageTest, SaveKilledMidwayLeavesAllOrNothing) {
   EXPECT_TRUE(entries == 0 || entries == kEntries) << entries << " entries survived";
 }
 
+TEST_F(ConfigStorageTest, ConfigBaseReadsWritesAndFlushes) {
+  ut::ConfigBase area(L"Test/");
+  ASSERT_TRUE(area.isInited());
+  long number = 0;
+  bool flag = false;
+  OdString name;
+  EXPECT_TRUE(area.read(L"NUMBER", number));
+  EXPECT_EQ(number, 1);
+  EXPECT_FALSE(area.read(L"Name", number));
+  EXPECT_TRUE(area.read(L"Name", name));
+  EXPECT_TRUE(area.writeLong(L"New/Deep/Level", -3));
+  EXPECT_TRUE(area.writeBool(L"New/On", true));
+  EXPECT_FALSE(area.writeLong(L"New/Huge", 1L << 40));
+  EXPECT_TRUE(area.deleteGroup(L"Old/"));
+  EXPECT_TRUE(area.deleteEntry(L"Name"));
+  EXPECT_FALSE(area.deleteEntry(L"Name"));
+  EXPECT_FALSE(area.hasEntry(L"Name"));
+  EXPECT_FALSE(area.hasGroup(L"Old"));
+  OdArray<OdString> groups;
+  EXPECT_TRUE(area.listGroups(L"", groups));
+  EXPECT_EQ(groups, (OdArray<OdString>{L"New", L"Sub"}));
+  EXPECT_EQ(area.countEntries(L"New/"), 1);
+  ASSERT_TRUE(area.flush());
+
+  const ut::ConfigBase reloaded(L"Test/");
+  EXPECT_TRUE(reloaded.read(L"New/Deep/Level", number));
+  EXPECT_EQ(number, -3);
+  EXPECT_TRUE(reloaded.read(L"New/On", flag) && flag);
+  EXPECT_FALSE(reloaded.hasEntry(L"Name"));
+  EXPECT_FALSE(reloaded.hasGroup(L"Old/"));
+  EXPECT_FALSE(ut::ConfigBase(L"Nowhere/").isInited());
+}
+
+TEST_F(ConfigStorageTest, GroupExportWritesEntriesThenSubGroups) {
+  ut::RegistryConfig config(L"VeltoCAD", L"Korvani");
+  config.Write("/Test/Ratio", 0.25);
+  const std::filesystem::path file = m_dir.path() / "group.reg";
+  ASSERT_TRUE(ut::exportGroup(config, kProductKey, L"Test/", file.wstring().c_str()));
+  std::ifstream in(file, std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), {});
+  const wxString text(bytes.data() + 2, wxMBConvUTF16LE(), bytes.size() - 2);
+  EXPECT_EQ(text,
+            "Windows Registry Editor Version 5.00\r\n\r\n"
+            "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test]\r\n"
+            "\"Number\"=dword:00000001\r\n\"Name\"=\"one\"\r\n\"Ratio\"=\"0.25\"\r\n\r\n"
+            "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Old]\r\n\"Gone\"=dword:00000005\r\n\r\n"
+            "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Sub]\r\n\"Kept\"=dword:00000007\r\n\r\n"
+            "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Sub\\Deep]\r\n\"Value\"=dword:"
+            "00000008\r\n\r\n");
+}
+
+TEST_F(ConfigStorageTest, GroupExportReportsBadArguments) {
+  std::vector<std::string> reports;
+  static std::vector<std::string>* sink;
+  sink = &reports;
+  const auto collect = [](const char* expr, const char* message, const char*, int) {
+    sink->push_back(std::string(expr) + ": " + message);
+    return 0;
+  };
+  ut::addAssertCallback(collect);
+  ut::RegistryConfig config(L"VeltoCAD", L"Korvani");
+  const OdString file = (m_dir.path() / "g.reg").wstring().c_str();
+  EXPECT_FALSE(ut::exportGroup(config, kProductKey, L"", file));
+  EXPECT_FALSE(ut::exportGroup(config, kProductKey, L"Missing/", file));
+  EXPECT_FALSE(
+      ut::exportGroup(config, kProductKey, L"Test/", (m_dir.path() / "no" / "g.reg").wstring().c_str()));
+  ut::removeAssertCallback(collect);
+  const std::string noFile = (m_dir.path() / "no" / "g.reg").string();
+  EXPECT_EQ(reports, (std::vector<std::string>{"ut::exportGroup: Bad group path: ",
+                                               "ut::exportGroup: Config group not found: Missing/",
+                                               "ut::exportGroup: Failed to create file " + noFile}));
+}
+
 TEST(TypesafeFileConfigTest, KindsSurviveTheFile) {
   qxtest::TempDir dir;
   const wxString file = (dir.path() / "config").string();
@@ -151,7 +226,7 @@ TEST(TypesafeFileConfigTest, KindsSurviveTheFile) {
 
 TEST(ConfigFileStorageTest, SavesAndLoadsThroughTheFile) {
   qxtest::TempDir dir;
-  ut::ConfigFileStorage::setFileName((dir.path() / "sub" / "config").wstring().c_str());
+  ut::ConfigFileStorage::use(true, (dir.path() / "sub" / "config").wstring().c_str());
   ut::ConfigNodePtr root = ut::ConfigNode::createNode(L"Profile/");
   ut::ConfigNodePtr entry = ut::ConfigNode::createNode(L"Count");
   ASSERT_TRUE(entry->setULong(9));
@@ -160,7 +235,7 @@ TEST(ConfigFileStorageTest, SavesAndLoadsThroughTheFile) {
   ASSERT_TRUE(storage.save(root));
   const ut::ConfigNodePtr loaded = ut::ConfigFileStorage(L"Profile/", false).load();
   EXPECT_EQ(number(loaded, L"Count"), 9u);
-  ut::ConfigFileStorage::setFileName(OdString());
+  ut::ConfigFileStorage::use(false);
 }
 
 }  // namespace

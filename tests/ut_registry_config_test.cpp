@@ -1,22 +1,11 @@
 #include "ut_registry_config.h"
 
 #include "test_support.h"
+#include "ut_config_names.h"
 
 #include <gtest/gtest.h>
 
 namespace {
-
-// The names an enumeration of the current group walks: its groups, or its entries.
-std::vector<wxString> names(const wxConfigBase& config, bool groups) {
-  std::vector<wxString> result;
-  wxString name;
-  long index = 0;
-  bool more = groups ? config.GetFirstGroup(name, index) : config.GetFirstEntry(name, index);
-  for (; more; more = groups ? config.GetNextGroup(name, index) : config.GetNextEntry(name, index)) {
-    result.push_back(name);
-  }
-  return result;
-}
 
 class RegistryConfigTest : public testing::Test {
  protected:
@@ -49,8 +38,8 @@ TEST_F(RegistryConfigTest, PathsAndEnumeration) {
   m_config.Write("/a/c/w", 4L);
   m_config.SetPath("/a");
   EXPECT_EQ(m_config.GetPath(), "/a");
-  EXPECT_EQ(names(m_config, true), (std::vector<wxString>{"b", "c"}));
-  EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"x", "y"}));
+  EXPECT_EQ(ut::internal::configNames(m_config, true), (std::vector<wxString>{"b", "c"}));
+  EXPECT_EQ(ut::internal::configNames(m_config, false), (std::vector<wxString>{"x", "y"}));
   EXPECT_EQ(m_config.GetNumberOfEntries(true), 4u);
   EXPECT_EQ(m_config.GetNumberOfGroups(), 2u);
   m_config.SetPath("b");
@@ -69,7 +58,7 @@ TEST_F(RegistryConfigTest, RenameAndDelete) {
   m_config.SetPath("/g");
   EXPECT_TRUE(m_config.RenameEntry("old", "new"));
   EXPECT_FALSE(m_config.RenameEntry("new", "keep"));
-  EXPECT_EQ(names(m_config, false), (std::vector<wxString>{"keep", "new"}));
+  EXPECT_EQ(ut::internal::configNames(m_config, false), (std::vector<wxString>{"keep", "new"}));
   m_config.SetPath("/");
   EXPECT_TRUE(m_config.RenameGroup("g", "h"));
   EXPECT_EQ(m_config.Read("/h/new", 0L), 5);

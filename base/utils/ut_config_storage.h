@@ -17,6 +17,7 @@
 #ifndef QX_UT_CONFIG_STORAGE_H
 #define QX_UT_CONFIG_STORAGE_H
 
+#include "OdArray.h"
 #include "ut_config_node.h"
 
 #include <wx/fileconf.h>
@@ -113,8 +114,11 @@ class ConfigFileStorage : public ConfigStorageWx {
   ~ConfigFileStorage() override;
   [[nodiscard]] wxConfigBase* config() override;
 
-  // The file every ConfigFileStorage uses; by default "config" in the user's configuration directory.
-  static void setFileName(const OdString& fileName);
+  // Whether the configuration lives in a file rather than in the registry (ConfigManagerBase's stores
+  // follow this), and which file: an empty name stands for "config" in the user's configuration
+  // directory ($XDG_CONFIG_HOME/Korvani, else ~/.config/Korvani).
+  static void use(bool inUse, const OdString& fileName = OdString());
+  [[nodiscard]] static bool inUse();
   [[nodiscard]] static OdString fileName();
 
  protected:
@@ -122,6 +126,65 @@ class ConfigFileStorage : public ConfigStorageWx {
 
  private:
   std::unique_ptr<TypesafeFileConfig> m_config;
+};
+
+// The base of objects that own a configuration tree, with the store services they share. The store is
+// the registry, or the configuration file where ConfigFileStorage::inUse() says so.
+class ConfigManagerBase {
+ public:
+  explicit ConfigManagerBase(const OdString& rootPath) : m_rootPath(rootPath) {}
+  virtual ~ConfigManagerBase() = default;
+  [[nodiscard]] const OdString& rootPath() const { return m_rootPath; }
+
+ protected:
+  [[nodiscard]] static std::shared_ptr<ConfigStorageWx> createStorage(const OdString& path, bool readOnly);
+  // The tree at `path`, loaded through a fresh store; empty when there is none.
+  [[nodiscard]] static ConfigNodePtr importNode(const OdString& path);
+  // Saves `node` at `path` through a fresh store, which writes all of it.
+  static bool exportNode(const ConfigNodePtr& node, const OdString& path);
+
+ private:
+  OdString m_rootPath;
+};
+
+// A configuration area of its own, such as a module's settings group, read and written by paths relative
+// to its root: "Plot/" is a group, "Plot/Scale" an entry. Changes stay in memory until flush().
+//
+//   ut::ConfigBase settings(L"Modules/Render/");
+//   settings.writeLong(L"Quality/Level", 3);
+//   long level = 0;
+//   settings.read(L"quality/level", level);     // true, level == 3
+//   settings.flush();                          // the store holds Modules/Render/Quality/Level
+class ConfigBase : public ConfigManagerBase {
+ public:
+  explicit ConfigBase(const OdString& rootPath);
+  ~ConfigBase() override;
+
+  // Whether the store could be reached (the area itself may still be empty).
+  [[nodiscard]] bool isInited() const;
+  [[nodiscard]] bool hasGroup(const OdString& path) const;
+  [[nodiscard]] bool hasEntry(const OdString& path) const;
+  // A miss, or a value of the other kind, answers false and leaves `value` alone.
+  bool read(const OdString& path, bool& value) const;
+  bool read(const OdString& path, long& value) const;
+  bool read(const OdString& path, OdString& value) const;
+  // Create the groups on the way as needed. A number outside the 32-bit range is refused.
+  bool writeBool(const OdString& path, bool value);
+  bool writeLong(const OdString& path, long value);
+  bool writeString(const OdString& path, const OdString& value);
+  bool deleteGroup(const OdString& path);
+  bool deleteEntry(const OdString& path);
+  // Append the names of the groups, resp. entries, of the group at `path` ("" for the root).
+  bool listGroups(const OdString& path, OdArray<OdString>& names) const;
+  bool listEntries(const OdString& path, OdArray<OdString>& names) const;
+  [[nodiscard]] int countGroups(const OdString& path) const;
+  [[nodiscard]] int countEntries(const OdString& path) const;
+  // Writes what changed to the store, in one transaction.
+  bool flush();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> m_impl;
 };
 
 }  // namespace ut

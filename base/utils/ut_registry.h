@@ -29,6 +29,7 @@
 #include "OdString.h"
 
 #include <wx/buffer.h>
+#include <wx/confbase.h>
 #include <wx/string.h>
 
 #include <memory>
@@ -130,6 +131,14 @@ class Registry {
   struct Impl;
   std::unique_ptr<Impl> m_impl;
 };
+
+// Writes the configuration group `groupPath` ("Profiles/Default/") of `config`, with everything below it,
+// to a registration file whose keys lie under HKEY_CURRENT_USER\<rootPath>\<group path>: strings as
+// strings, booleans and integers as dwords, floating-point numbers as strings ("%g"), anything else as
+// the string "{{Unknown type: N}}". Groups are written depth first, each group's entries before its
+// sub-groups. Failures are reported under "ut::exportGroup".
+bool exportGroup(wxConfigBase& config, const OdString& rootPath, const OdString& groupPath,
+                 const OdString& file);
 
 // A value's text to and from its quoted form in a registration file: "\" becomes "\\", '"' becomes
 // "\"", and a line feed becomes CR LF (so that multi-line values stay multi-line in the file).

@@ -1,5 +1,6 @@
 #include "ut_config_storage.h"
 
+#include "ut_config_names.h"
 #include "ut_nocase.h"
 #include "ut_registry_config.h"
 #include "ut_registry_values.h"
@@ -31,17 +32,6 @@ OdString lastName(const OdString& path) {
   return OdString(group.AfterLast(L'/').wc_str());
 }
 
-std::vector<wxString> names(const wxConfigBase& config, bool groups) {
-  std::vector<wxString> result;
-  wxString name;
-  long index = 0;
-  bool more = groups ? config.GetFirstGroup(name, index) : config.GetFirstEntry(name, index);
-  for (; more; more = groups ? config.GetNextGroup(name, index) : config.GetNextEntry(name, index)) {
-    result.push_back(name);
-  }
-  return result;
-}
-
 void loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase& group) {
   const ConfigNodePtr entry = ConfigNode::createNode(OdString(name.wc_str()));
   long number = 0;
@@ -63,8 +53,8 @@ void loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase&
 
 // Reads the group the configuration object stands at into `group`, and everything below it.
 void loadGroup(wxConfigBase& config, ConfigNodeBase& group) {
-  for (const wxString& name : names(config, false)) loadEntry(config, name, group);
-  for (const wxString& name : names(config, true)) {
+  for (const wxString& name : internal::configNames(config, false)) loadEntry(config, name, group);
+  for (const wxString& name : internal::configNames(config, true)) {
     const ConfigNodePtr child = ConfigNode::createNode(OdString(name.wc_str()) + L"/");
     config.SetPath(name);
     loadGroup(config, *child);
@@ -245,14 +235,16 @@ bool startsLikeNumber(std::wstring_view text) {
   return text.starts_with(L"dword:");
 }
 
-std::mutex& fileNameMutex() {
-  static std::mutex mutex;
-  return mutex;
-}
+// Which store the configuration lives in, for the whole process.
+struct FileStorageSetting {
+  std::mutex mutex;
+  bool inUse = false;
+  OdString fileName;
+};
 
-OdString& configuredFileName() {
-  static OdString name;
-  return name;
+FileStorageSetting& fileStorageSetting() {
+  static FileStorageSetting setting;
+  return setting;
 }
 
 OdString defaultFileName() {
@@ -323,14 +315,38 @@ bool ConfigFileStorage::endSave(bool success) {
   return success;
 }
 
-void ConfigFileStorage::setFileName(const OdString& fileName) {
-  std::lock_guard lock(fileNameMutex());
-  configuredFileName() = fileName;
+void ConfigFileStorage::use(bool inUse, const OdString& fileName) {
+  FileStorageSetting& setting = fileStorageSetting();
+  std::lock_guard lock(setting.mutex);
+  setting.inUse = inUse;
+  setting.fileName = fileName;
+}
+
+bool ConfigFileStorage::inUse() {
+  FileStorageSetting& setting = fileStorageSetting();
+  std::lock_guard lock(setting.mutex);
+  return setting.inUse;
 }
 
 OdString ConfigFileStorage::fileName() {
-  std::lock_guard lock(fileNameMutex());
-  return configuredFileName().isEmpty() ? defaultFileName() : configuredFileName();
+  FileStorageSetting& setting = fileStorageSetting();
+  std::lock_guard lock(setting.mutex);
+  return setting.fileName.isEmpty() ? defaultFileName() : setting.fileName;
+}
+
+// --- Managers ---
+
+std::shared_ptr<ConfigStorageWx> ConfigManagerBase::createStorage(const OdString& path, bool readOnly) {
+  if (ConfigFileStorage::inUse()) return std::make_shared<ConfigFileStorage>(path, readOnly);
+  return std::make_shared<ConfigRegistryStorage>(path, readOnly);
+}
+
+ConfigNodePtr ConfigManagerBase::importNode(const OdString& path) {
+  return createStorage(path, true)->load();
+}
+
+bool ConfigManagerBase::exportNode(const ConfigNodePtr& node, const OdString& path) {
+  return createStorage(path, false)->save(node);
 }
 
 }  // namespace ut

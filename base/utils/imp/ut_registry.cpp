@@ -2,6 +2,7 @@
 
 #include "registry_platform.h"
 #include "ut_assert.h"
+#include "ut_config_names.h"
 #include "ut_regfile.h"
 #include "ut_registry_values.h"
 #include "ut_utf16.h"
@@ -114,12 +115,48 @@ void addKeyTree(regfile::Writer& writer, const std::wstring& fullPath, const Reg
   }
 }
 
-bool writeFile(const OdString& file, const std::string& bytes) {
+bool writeFile(const char* operation, const OdString& file, const std::string& bytes) {
   std::ofstream out(narrow(file), std::ios::binary | std::ios::trunc);
-  if (!out) return report(kExportKey, "Failed to create file " + narrow(file));
+  if (!out) return report(operation, "Failed to create file " + narrow(file));
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   out.close();
-  return out || report(kExportKey, "Failed to write to file " + narrow(file));
+  return out || report(operation, "Failed to write to file " + narrow(file));
+}
+
+// --- Configuration groups ---
+
+regfile::Value configValue(const wxConfigBase& config, const wxString& name) {
+  const auto text = [&](const wxString& value) {
+    return regfile::Value{name.ToStdWstring(), eRegString, internal::stringValueBytes(value.ToStdWstring())};
+  };
+  long number = 0;
+  double real = 0;
+  const wxConfigBase::EntryType type = config.GetEntryType(name);
+  switch (type) {
+    case wxConfigBase::Type_String:
+      return text(config.Read(name, wxString()));
+    case wxConfigBase::Type_Boolean:
+    case wxConfigBase::Type_Integer:
+      config.Read(name, &number);
+      return {name.ToStdWstring(), eRegDword, internal::dwordBytes(static_cast<uint32_t>(number))};
+    case wxConfigBase::Type_Float:
+      config.Read(name, &real);
+      return text(wxString::Format(L"%g", real));
+    default:
+      return text(wxString::Format(L"{{Unknown type: %d}}", static_cast<int>(type)));
+  }
+}
+
+// The group the configuration object stands at: its entries, then each sub-group in the same way.
+void addConfigGroup(regfile::Writer& writer, wxConfigBase& config, const std::wstring& key) {
+  writer.addKey(key);
+  for (const wxString& name : internal::configNames(config, false))
+    writer.addValue(configValue(config, name));
+  for (const wxString& name : internal::configNames(config, true)) {
+    config.SetPath(name);
+    addConfigGroup(writer, config, key + L"\\" + name.ToStdWstring());
+    config.SetPath(L"..");
+  }
 }
 
 // Applies the operations of a registration file, one transaction per hive it touches.
@@ -359,7 +396,7 @@ bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTy
   regfile::Writer writer(exactTypes);
   const std::wstring rootName(regfile::rootName(rooted->root));
   addKeyTree(writer, path.empty() ? rootName : rootName + L"\\" + path, *opened, rooted->root, path);
-  return writeFile(file, writer.bytes());
+  return writeFile(kExportKey, file, writer.bytes());
 }
 
 bool Registry::importKey(const OdString& file, bool replaceKeys) {
@@ -377,6 +414,25 @@ bool Registry::importKey(const OdString& file, bool replaceKeys) {
                                 std::to_string(result.firstMalformedLine));
   }
   return ok;
+}
+
+bool exportGroup(wxConfigBase& config, const OdString& rootPath, const OdString& groupPath,
+                 const OdString& file) {
+  constexpr const char* kExportGroup = "ut::exportGroup";
+  if (rootPath.isEmpty() || file.isEmpty()) return report(kExportGroup, "Bad arguments");
+  OdString group = groupPath;
+  if (group.isEmpty() || group.find(L'\\') >= 0 || group.trimRight(L'/').trimLeft(L'/').isEmpty()) {
+    return report(kExportGroup, "Bad group path: " + narrow(groupPath));
+  }
+  const wxString absolute = L"/" + wxString(group.c_str());
+  if (!config.HasGroup(absolute)) return report(kExportGroup, "Config group not found: " + narrow(groupPath));
+  const wxString previousPath = config.GetPath();
+  config.SetPath(absolute);
+  regfile::Writer writer(false);
+  group.replace(L'/', L'\\');
+  addConfigGroup(writer, config, L"HKEY_CURRENT_USER\\" + rootPath.str() + L"\\" + group.str());
+  config.SetPath(previousPath);
+  return writeFile(kExportGroup, file, writer.bytes());
 }
 
 }  // namespace ut
