@@ -65,7 +65,10 @@ class ConfigStorageWx : public ConfigStorage {
   [[nodiscard]] virtual wxConfigBase* config() = 0;
 
  protected:
-  // Brackets a save; a store whose configuration object can make it atomic does so.
+  // Bracket a load and a save; a store whose configuration object can make them consistent and
+  // atomic does so.
+  virtual void beginLoad() {}
+  virtual void endLoad() {}
   virtual bool beginSave() { return true; }
   virtual bool endSave(bool success) = 0;
 
@@ -82,6 +85,8 @@ class ConfigRegistryStorage : public ConfigStorageWx {
   [[nodiscard]] wxConfigBase* config() override;
 
  protected:
+  void beginLoad() override;
+  void endLoad() override;
   bool beginSave() override;
   bool endSave(bool success) override;
 

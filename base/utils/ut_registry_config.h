@@ -36,8 +36,10 @@ class RegistryConfig : public wxConfigBase {
   const OdString& rootPath() const;
 
   // Every change made until the matching commitTransaction() becomes one change of the hive: all of it
-  // or, after rollbackTransaction(), a failure or a crash, none of it. Transactions nest.
-  bool beginTransaction();
+  // or, after rollbackTransaction(), a failure or a crash, none of it. Transactions nest. A reading
+  // transaction (`write` false) sees the hive as it was when it began, and is the fast way to read much:
+  // within any transaction the keys and values read are kept at hand.
+  bool beginTransaction(bool write = true);
   bool commitTransaction();
   void rollbackTransaction();
 
@@ -71,6 +73,10 @@ class RegistryConfig : public wxConfigBase {
 
  private:
   struct Impl;
+  struct Location;
+  // Where `key` leads from the current path.
+  Location at(const wxString& key, bool isEntry) const;
+
   std::unique_ptr<Impl> m_impl;
   wxString m_path;
 };

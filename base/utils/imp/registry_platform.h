@@ -57,6 +57,9 @@ class RegistryKey {
   virtual bool hasSubKey(std::wstring_view name) const = 0;
   // Deletes the sub-key and everything below it.
   virtual bool deleteSubKey(std::wstring_view name) = 0;
+  // Opens the sub-key `name` as openRegistryKey opens a path, without walking down from the root.
+  virtual std::unique_ptr<RegistryKey> openSubKey(std::wstring_view name, bool write, bool create,
+                                                  std::string& error) = 0;
 };
 
 // Opens the key at `path` (names joined by "\"; empty components are ignored) under `root`. With
@@ -67,10 +70,11 @@ std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view pa
 
 // Makes every change the thread makes to the store of `root` until commit() one atomic change: all of
 // it or, after a failure, a crash or a destruction without commit(), none of it. Transactions nest; only
-// the outermost one commits.
+// the outermost one commits. A transaction that only reads (`write` false) sees the store as it was when
+// it began, whatever other processes write meanwhile; a writing one must not nest inside it.
 class RegistryTransaction {
  public:
-  explicit RegistryTransaction(ERootKey root);
+  explicit RegistryTransaction(ERootKey root, bool write = true);
   ~RegistryTransaction();
   RegistryTransaction(const RegistryTransaction&) = delete;
   RegistryTransaction& operator=(const RegistryTransaction&) = delete;

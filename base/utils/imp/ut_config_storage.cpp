@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <unordered_map>
 #include <vector>
 
 namespace ut {
@@ -70,8 +71,9 @@ void clearTouchedBelow(ConfigNodeBase& node) {
 
 }  // namespace
 
-// The values as this store last loaded or saved them, by case-folded path: a save writes a value only
-// when it differs from that, so that values other processes changed meanwhile are left to them.
+// The values as this store last loaded or saved them, by node: a save writes a value only when its node
+// is new, has moved, or holds another value than then, so that values other processes changed meanwhile
+// are left to them. The weak pointer tells a node from a later one that happens to get its address.
 struct internal::ConfigSnapshot {
   struct Value {
     ConfigValBase::Type type;
@@ -79,7 +81,12 @@ struct internal::ConfigSnapshot {
     OdString text;
     bool operator==(const Value&) const = default;
   };
-  std::map<std::wstring, Value> values;
+  struct Saved {
+    std::weak_ptr<ConfigNodeBase> node;
+    const ConfigNodeBase* parent;
+    Value value;
+  };
+  std::unordered_map<const ConfigNodeBase*, Saved> entries;
 
   static Value valueOf(const ConfigNodeBase& node) {
     Value value{node.type(), 0, OdString()};
@@ -88,21 +95,24 @@ struct internal::ConfigSnapshot {
     return value;
   }
 
-  void add(const ConfigNodeBase& node, const std::wstring& path) {
-    for (const ConfigNodePtr& child : node.children()) {
+  void add(const ConfigNodeBase& group) {
+    for (const ConfigNodePtr& child : group.children()) {
       if (child->type() == ConfigValBase::eNoNode) continue;
-      const std::wstring childPath = path + internal::foldCase(child->path().view());
       if (child->isGroup()) {
-        add(*child, childPath + L"/");
+        add(*child);
       } else {
-        values[childPath] = valueOf(*child);
+        entries[child.get()] = {child, &group, valueOf(*child)};
       }
     }
   }
 
-  bool unchanged(const ConfigNodeBase& entry, const std::wstring& path) const {
-    const auto found = values.find(path);
-    return found != values.end() && found->second == valueOf(entry);
+  // Whether the store holds what `entry` holds; if not, `entry` is taken as written from now on.
+  bool unchanged(const ConfigNodePtr& entry, const ConfigNodeBase& parent) {
+    Value value = valueOf(*entry);
+    Saved& saved = entries[entry.get()];
+    if (saved.node.lock() == entry && saved.parent == &parent && saved.value == value) return true;
+    saved = {entry, &parent, std::move(value)};
+    return false;
   }
 };
 
@@ -113,33 +123,31 @@ namespace {
 // that the store already holds are passed over.
 class TreeWriter {
  public:
-  TreeWriter(wxConfigBase& config, const internal::ConfigSnapshot* saved)
-      : m_config(config), m_saved(saved) {}
+  // `saved` learns every value written.
+  TreeWriter(wxConfigBase& config, internal::ConfigSnapshot& saved) : m_config(config), m_saved(saved) {}
 
-  bool writeChildren(const ConfigNodeBase& group, const std::wstring& path, bool rewrite) {
+  bool writeChildren(const ConfigNodeBase& group, bool rewrite) {
     bool ok = true;
-    for (const ConfigNodePtr& child : group.children()) ok = writeNode(*child, path, rewrite) && ok;
+    for (const ConfigNodePtr& child : group.children()) ok = writeNode(child, group, rewrite) && ok;
     return ok;
   }
 
  private:
-  bool writeNode(const ConfigNodeBase& node, const std::wstring& path, bool rewrite) {
-    const wxString name(node.path().c_str());
-    if (node.isDestructiveWrite()) {
-      if (node.isGroup()) {
+  bool writeNode(const ConfigNodePtr& node, const ConfigNodeBase& parent, bool rewrite) {
+    const wxString name(node->path().c_str());
+    if (node->isDestructiveWrite()) {
+      if (node->isGroup()) {
         m_config.DeleteGroup(name);
       } else {
         m_config.DeleteEntry(name, false);
       }
       rewrite = true;
     }
-    if (node.type() == ConfigValBase::eNoNode) return true;
-    const std::wstring nodePath = path + internal::foldCase(node.path().view());
-    if (!node.isGroup())
-      return (!rewrite && m_saved && m_saved->unchanged(node, nodePath)) || writeValue(node, name);
-    if (!rewrite && m_saved && !node.isTouched()) return true;
+    if (node->type() == ConfigValBase::eNoNode) return true;
+    if (!node->isGroup()) return (m_saved.unchanged(node, parent) && !rewrite) || writeValue(*node, name);
+    if (!rewrite && !node->isTouched()) return true;
     m_config.SetPath(name);
-    const bool ok = writeChildren(node, nodePath + L"/", rewrite);
+    const bool ok = writeChildren(*node, rewrite);
     m_config.SetPath(L"..");
     return ok;
   }
@@ -153,7 +161,7 @@ class TreeWriter {
   }
 
   wxConfigBase& m_config;
-  const internal::ConfigSnapshot* m_saved;
+  internal::ConfigSnapshot& m_saved;
 };
 
 }  // namespace
@@ -166,32 +174,41 @@ ConfigStorageWx::~ConfigStorageWx() = default;
 ConfigNodePtr ConfigStorageWx::load() {
   wxConfigBase* cfg = config();
   const wxString group = absoluteGroup(path());
-  if (!cfg || (group != L"/" && !cfg->HasGroup(group))) return nullptr;
+  if (!cfg) return nullptr;
+  beginLoad();
+  if (group != L"/" && !cfg->HasGroup(group)) {
+    endLoad();
+    return nullptr;
+  }
   cfg->SetPath(group);
   ConfigNodePtr root = ConfigNode::createNode(lastName(path()) + L"/");
   loadGroup(*cfg, *root);
   cfg->SetPath(L"/");
+  endLoad();
   clearTouchedBelow(*root);
   m_saved = std::make_unique<internal::ConfigSnapshot>();
-  m_saved->add(*root, std::wstring());
+  m_saved->add(*root);
   return root;
 }
 
 bool ConfigStorageWx::save(const ConfigNodePtr& root) {
   wxConfigBase* cfg = config();
   if (m_readOnly || !cfg || !root || !beginSave()) return false;
+  // A tree this store did not load is written whole.
+  if (!m_saved) m_saved = std::make_unique<internal::ConfigSnapshot>();
   const wxString group = absoluteGroup(path());
   const bool rewrite = root->isDestructiveWrite();
   if (rewrite && group != L"/") cfg->DeleteGroup(group);
   bool ok = true;
   if (root->type() != ConfigValBase::eNoNode) {
     cfg->SetPath(group);
-    ok = TreeWriter(*cfg, m_saved.get()).writeChildren(*root, std::wstring(), rewrite);
+    ok = TreeWriter(*cfg, *m_saved).writeChildren(*root, rewrite);
     cfg->SetPath(L"/");
   }
-  if (!endSave(ok)) return false;
-  m_saved = std::make_unique<internal::ConfigSnapshot>();
-  m_saved->add(*root, std::wstring());
+  if (!endSave(ok)) {
+    m_saved.reset();  // what it learnt did not reach the store
+    return false;
+  }
   clearTouchedBelow(*root);
   return true;
 }
@@ -208,6 +225,10 @@ ConfigRegistryStorage::ConfigRegistryStorage(const OdString& path, bool readOnly
 ConfigRegistryStorage::~ConfigRegistryStorage() = default;
 
 wxConfigBase* ConfigRegistryStorage::config() { return &m_impl->config; }
+
+void ConfigRegistryStorage::beginLoad() { m_impl->config.beginTransaction(false); }
+
+void ConfigRegistryStorage::endLoad() { m_impl->config.commitTransaction(); }
 
 bool ConfigRegistryStorage::beginSave() { return m_impl->config.beginTransaction(); }
 
@@ -257,7 +278,9 @@ OdString defaultFileName() {
 
 TypesafeFileConfig::TypesafeFileConfig(const wxString& appName, const wxString& vendorName,
                                        const wxString& fileName)
-    : wxFileConfig(appName, vendorName, fileName, wxEmptyString, wxCONFIG_USE_LOCAL_FILE) {
+    // The name is taken as it is: completing a relative one would need wxWidgets' application object.
+    : wxFileConfig(appName, vendorName, fileName, wxEmptyString,
+                   wxCONFIG_USE_LOCAL_FILE | wxCONFIG_USE_RELATIVE_PATH) {
   DisableAutoSave();
 }
 

@@ -1,6 +1,7 @@
 #include "ut_registry_config.h"
 
 #include "registry_platform.h"
+#include "ut_nocase.h"
 #include "ut_registry_values.h"
 #include "ut_utf16.h"
 
@@ -8,6 +9,9 @@
 
 #include <climits>
 #include <cstdint>
+#include <map>
+#include <optional>
+#include <unordered_map>
 #include <vector>
 
 namespace ut {
@@ -16,51 +20,108 @@ namespace {
 
 using platform::RegistryKey;
 
-// Where a configuration path leads: a key below the root (names joined by "\", empty for the root)
+}  // namespace
+
+// Where a configuration path leads: a key below the root (names joined by "\\", empty for the root)
 // and, for an entry, the value's name.
-struct Location {
+struct RegistryConfig::Location {
   std::wstring group;
   std::wstring name;
 };
 
-// Resolves `key` against the current path as wxWidgets does ("/" absolute, ".." one group up). With
-// `isEntry`, the last name is the value's.
-Location locate(const wxString& current, const wxString& key, bool isEntry) {
-  wxArrayString parts;
-  wxSplitPath(parts, key.StartsWith(wxCONFIG_PATH_SEPARATOR) ? key : current + wxCONFIG_PATH_SEPARATOR + key);
-  Location location;
-  if (isEntry && !parts.empty()) {
-    location.name = parts.Last().ToStdWstring();
-    parts.RemoveAt(parts.size() - 1);
-  }
-  for (const wxString& part : parts) {
-    if (!location.group.empty()) location.group += L'\\';
-    location.group += part.ToStdWstring();
-  }
-  return location;
-}
-
-}  // namespace
-
 struct RegistryConfig::Impl {
-  ERootKey root;
-  OdString rootPath;
-  std::vector<std::unique_ptr<platform::RegistryTransaction>> transactions;
+  // What is known of one key. Outside a transaction only the last key used is kept open, and nothing
+  // read from it is kept: another process may change it at any moment. Inside one the store cannot
+  // change under us (a reading transaction sees a snapshot, a writing one keeps other writers out), so
+  // every key opened and everything read stays at hand until the transaction ends.
+  struct KeyCache {
+    std::unique_ptr<RegistryKey> key;
+    std::optional<std::vector<platform::RegistryValue>> values;  // in the store's order
+    std::unordered_map<std::wstring, size_t> valueIndex;         // by case-folded name
+    std::optional<std::vector<std::wstring>> subKeys;
+  };
 
-  // The key last used, kept open: a load or save works through one key many times in a row.
-  mutable std::wstring cachedGroup;
-  mutable std::unique_ptr<RegistryKey> cachedKey;
+  ERootKey root = eCurrentUser;
+  OdString rootPath;
+  std::wstring currentGroup;  // the current path as a key path below the root
+  std::vector<std::unique_ptr<platform::RegistryTransaction>> transactions;
+  mutable std::map<std::wstring, KeyCache> cache;       // by group
+  mutable std::optional<platform::RegistryValue> read;  // the value last read outside a transaction
   // The names an enumeration walks, fetched at its first step, with the group and kind they are of: an
   // enumeration of another group in between fetches them again.
   mutable std::vector<std::wstring> enumerated;
   mutable std::wstring enumeratedGroup;
   mutable bool enumeratedGroups = false;
 
+  bool caching() const { return !transactions.empty(); }
+  void forget() const { cache.clear(); }
+
+  std::wstring keyPath(const std::wstring& group) const {
+    return group.empty() ? rootPath.str() : rootPath.str() + L"\\" + group;
+  }
+
+  // Opens `group`, from its parent's open key where that is at hand.
+  std::unique_ptr<RegistryKey> open(const std::wstring& group, bool write) const {
+    std::string error;
+    const size_t last = group.rfind(L'\\');
+    const auto parent = cache.find(last == std::wstring::npos ? std::wstring() : group.substr(0, last));
+    if (!group.empty() && parent != cache.end() && (parent->second.key->writable() || !write)) {
+      return parent->second.key->openSubKey(group.substr(last == std::wstring::npos ? 0 : last + 1), write,
+                                            write, error);
+    }
+    return platform::openRegistryKey(root, keyPath(group), write, write, error);
+  }
+
+  // The key of `group`, created when `write` is asked for; null when it does not exist.
+  KeyCache* entry(const std::wstring& group, bool write) const {
+    const auto found = cache.find(group);
+    if (found != cache.end() && (found->second.key->writable() || !write)) return &found->second;
+    std::unique_ptr<RegistryKey> opened = open(group, write);
+    if (!caching()) forget();
+    if (!opened) return nullptr;
+    KeyCache& cached = cache[group];
+    cached = KeyCache{std::move(opened), std::nullopt, {}, std::nullopt};
+    return &cached;
+  }
+
+  RegistryKey* key(const std::wstring& group, bool write) const {
+    KeyCache* cached = entry(group, write);
+    return cached ? cached->key.get() : nullptr;
+  }
+
+  // The value at `at`, or null; valid until the next call.
+  const platform::RegistryValue* value(const Location& at) const {
+    KeyCache* cached = entry(at.group, false);
+    if (!cached) return nullptr;
+    if (!caching()) {
+      read = cached->key->readValue(at.name);
+      return read ? &*read : nullptr;
+    }
+    if (!cached->values) {
+      cached->values = cached->key->values();
+      for (size_t i = 0; i < cached->values->size(); ++i) {
+        cached->valueIndex[internal::foldCase((*cached->values)[i].name)] = i;
+      }
+    }
+    const auto found = cached->valueIndex.find(internal::foldCase(at.name));
+    return found == cached->valueIndex.end() ? nullptr : &(*cached->values)[found->second];
+  }
+
+  std::vector<std::wstring> names(const std::wstring& group, bool groups) const {
+    KeyCache* cached = entry(group, false);
+    if (!cached) return {};
+    if (groups) {
+      if (!caching()) return cached->key->subKeyNames();
+      if (!cached->subKeys) cached->subKeys = cached->key->subKeyNames();
+      return *cached->subKeys;
+    }
+    return cached->key->valueNames();
+  }
+
   // Step `index` of the enumeration of the groups (or entries) of `group`.
   bool next(const std::wstring& group, bool groups, wxString& name, long& index) const {
     if (index == 0 || enumeratedGroup != group || enumeratedGroups != groups) {
-      RegistryKey* k = key(group, false);
-      enumerated = !k ? std::vector<std::wstring>() : groups ? k->subKeyNames() : k->valueNames();
+      enumerated = names(group, groups);
       enumeratedGroup = group;
       enumeratedGroups = groups;
     }
@@ -69,50 +130,34 @@ struct RegistryConfig::Impl {
     return true;
   }
 
-  std::wstring keyPath(const std::wstring& group) const {
-    return group.empty() ? rootPath.str() : rootPath.str() + L"\\" + group;
-  }
-
-  // The key of `group`, created when `write` is asked for; null when it does not exist.
-  RegistryKey* key(const std::wstring& group, bool write) const {
-    if (cachedKey && cachedGroup == group && (cachedKey->writable() || !write)) return cachedKey.get();
-    std::string error;
-    cachedKey = platform::openRegistryKey(root, keyPath(group), write, write, error);
-    cachedGroup = group;
-    return cachedKey.get();
-  }
-
-  void forgetKey() const { cachedKey.reset(); }
-
-  std::optional<platform::RegistryValue> value(const Location& at) const {
-    RegistryKey* k = key(at.group, false);
-    return k ? k->readValue(at.name) : std::nullopt;
-  }
-
   bool write(const Location& at, ERegType type, std::string_view data) {
-    RegistryKey* k = key(at.group, true);
+    KeyCache* cached = entry(at.group, true);
     std::string error;
-    return k && k->writeValue(at.name, type, data, error);
+    if (!cached || !cached->key->writeValue(at.name, type, data, error)) return false;
+    cached->values.reset();
+    cached->valueIndex.clear();
+    return true;
   }
 
   bool deleteKey(const std::wstring& group) {
     const size_t last = group.rfind(L'\\');
     const std::wstring parent = last == std::wstring::npos ? std::wstring() : group.substr(0, last);
-    forgetKey();
+    forget();
     std::string error;
     const auto k = platform::openRegistryKey(root, keyPath(parent), true, false, error);
     return k && k->deleteSubKey(group.substr(last == std::wstring::npos ? 0 : last + 1));
   }
 
   size_t count(const std::wstring& group, bool groups, bool recursive) const;
+
+  static bool isEmpty(const RegistryKey& key) {
+    return key.valueNames().empty() && key.subKeyNames().empty();
+  }
 };
 
 size_t RegistryConfig::Impl::count(const std::wstring& group, bool groups, bool recursive) const {
-  std::string error;
-  const auto k = platform::openRegistryKey(root, keyPath(group), false, false, error);
-  if (!k) return 0;
-  const std::vector<std::wstring> subKeys = k->subKeyNames();
-  size_t n = groups ? subKeys.size() : k->valueNames().size();
+  const std::vector<std::wstring> subKeys = names(group, true);
+  size_t n = groups ? subKeys.size() : names(group, false).size();
   if (recursive) {
     for (const std::wstring& sub : subKeys)
       n += count(group.empty() ? sub : group + L"\\" + sub, groups, true);
@@ -126,7 +171,7 @@ RegistryConfig::RegistryConfig(const wxString& appName, const wxString& vendorNa
                                        appName.wc_str()) {}
 
 RegistryConfig::RegistryConfig(ERootKey root, const OdString& rootPath)
-    : m_impl(std::make_unique<Impl>()), m_path(wxCONFIG_PATH_SEPARATOR) {
+    : m_impl(std::make_unique<Impl>()), m_path(L"/") {
   m_impl->root = root;
   m_impl->rootPath = rootPath;
 }
@@ -137,25 +182,51 @@ ERootKey RegistryConfig::root() const { return m_impl->root; }
 
 const OdString& RegistryConfig::rootPath() const { return m_impl->rootPath; }
 
-bool RegistryConfig::beginTransaction() {
-  m_impl->transactions.push_back(std::make_unique<platform::RegistryTransaction>(m_impl->root));
-  return m_impl->transactions.back()->active();
+bool RegistryConfig::beginTransaction(bool write) {
+  m_impl->transactions.push_back(std::make_unique<platform::RegistryTransaction>(m_impl->root, write));
+  if (m_impl->transactions.back()->active()) return true;
+  m_impl->transactions.pop_back();
+  return false;
 }
 
 bool RegistryConfig::commitTransaction() {
   if (m_impl->transactions.empty()) return false;
   const bool committed = m_impl->transactions.back()->commit();
   m_impl->transactions.pop_back();
+  if (!m_impl->caching() || !committed) m_impl->forget();
   return committed;
 }
 
 void RegistryConfig::rollbackTransaction() {
   if (!m_impl->transactions.empty()) m_impl->transactions.pop_back();
-  m_impl->forgetKey();
+  m_impl->forget();
+}
+
+// Resolves `key` against the current path as wxWidgets does ("/" absolute, ".." one group up). With
+// `isEntry`, the last name is the value's.
+RegistryConfig::Location RegistryConfig::at(const wxString& key, bool isEntry) const {
+  const std::wstring& currentGroup = m_impl->currentGroup;
+  // Most keys are a plain name in the current group: no need to split anything.
+  if (isEntry && !key.empty() && key.find(L'/') == wxString::npos && key != L"." && key != L"..") {
+    return {currentGroup, key.ToStdWstring()};
+  }
+  wxArrayString parts;
+  wxSplitPath(parts, key.StartsWith(wxCONFIG_PATH_SEPARATOR) ? key : m_path + wxCONFIG_PATH_SEPARATOR + key);
+  Location location;
+  if (isEntry && !parts.empty()) {
+    location.name = parts.Last().ToStdWstring();
+    parts.RemoveAt(parts.size() - 1);
+  }
+  for (const wxString& part : parts) {
+    if (!location.group.empty()) location.group += L'\\';
+    location.group += part.ToStdWstring();
+  }
+  return location;
 }
 
 void RegistryConfig::SetPath(const wxString& path) {
-  const Location location = locate(m_path, path, false);
+  const Location location = at(path, false);
+  m_impl->currentGroup = location.group;
   wxString group(location.group);
   group.Replace(L"\\", L"/");
   m_path = L"/" + group;
@@ -169,7 +240,7 @@ bool RegistryConfig::GetFirstGroup(wxString& name, long& index) const {
 }
 
 bool RegistryConfig::GetNextGroup(wxString& name, long& index) const {
-  return m_impl->next(locate(m_path, wxEmptyString, false).group, true, name, index);
+  return m_impl->next(at(wxEmptyString, false).group, true, name, index);
 }
 
 bool RegistryConfig::GetFirstEntry(wxString& name, long& index) const {
@@ -178,29 +249,27 @@ bool RegistryConfig::GetFirstEntry(wxString& name, long& index) const {
 }
 
 bool RegistryConfig::GetNextEntry(wxString& name, long& index) const {
-  return m_impl->next(locate(m_path, wxEmptyString, false).group, false, name, index);
+  return m_impl->next(at(wxEmptyString, false).group, false, name, index);
 }
 
 size_t RegistryConfig::GetNumberOfEntries(bool recursive) const {
-  return m_impl->count(locate(m_path, wxEmptyString, false).group, false, recursive);
+  return m_impl->count(at(wxEmptyString, false).group, false, recursive);
 }
 
 size_t RegistryConfig::GetNumberOfGroups(bool recursive) const {
-  return m_impl->count(locate(m_path, wxEmptyString, false).group, true, recursive);
+  return m_impl->count(at(wxEmptyString, false).group, true, recursive);
 }
 
 bool RegistryConfig::HasGroup(const wxString& name) const {
   std::string error;
-  return platform::openRegistryKey(m_impl->root, m_impl->keyPath(locate(m_path, name, false).group), false,
-                                   false, error) != nullptr;
+  return platform::openRegistryKey(m_impl->root, m_impl->keyPath(at(name, false).group), false, false,
+                                   error) != nullptr;
 }
 
-bool RegistryConfig::HasEntry(const wxString& name) const {
-  return m_impl->value(locate(m_path, name, true)).has_value();
-}
+bool RegistryConfig::HasEntry(const wxString& name) const { return m_impl->value(at(name, true)) != nullptr; }
 
 wxConfigBase::EntryType RegistryConfig::GetEntryType(const wxString& name) const {
-  const auto found = m_impl->value(locate(m_path, name, true));
+  const auto found = m_impl->value(at(name, true));
   if (!found) return Type_Unknown;
   if (internal::isStringValue(*found)) return Type_String;
   return found->type == eRegDword ? Type_Integer : Type_Unknown;
@@ -209,61 +278,63 @@ wxConfigBase::EntryType RegistryConfig::GetEntryType(const wxString& name) const
 bool RegistryConfig::Flush(bool) { return true; }
 
 bool RegistryConfig::RenameEntry(const wxString& oldName, const wxString& newName) {
-  const Location from = locate(m_path, oldName, true), to = locate(m_path, newName, true);
-  const auto value = m_impl->value(from);
-  if (!value || m_impl->value(to)) return false;
+  const Location from = at(oldName, true), to = at(newName, true);
+  const platform::RegistryValue* found = m_impl->value(from);
+  if (!found) return false;
+  const platform::RegistryValue value = *found;
+  if (m_impl->value(to)) return false;
   platform::RegistryTransaction transaction(m_impl->root);
-  if (!m_impl->write(to, static_cast<ERegType>(value->type), value->data)) return false;
+  if (!m_impl->write(to, static_cast<ERegType>(value.type), value.data)) return false;
   RegistryKey* source = m_impl->key(from.group, true);
   return source && source->deleteValue(from.name) && transaction.commit();
 }
 
 bool RegistryConfig::RenameGroup(const wxString& oldName, const wxString& newName) {
-  const std::wstring from = m_impl->keyPath(locate(m_path, oldName, false).group);
-  const std::wstring to = m_impl->keyPath(locate(m_path, newName, false).group);
+  const std::wstring from = m_impl->keyPath(at(oldName, false).group);
+  const std::wstring to = m_impl->keyPath(at(newName, false).group);
   if (!Registry::verifyKey(m_impl->root, from) || Registry::verifyKey(m_impl->root, to)) return false;
   platform::RegistryTransaction transaction(m_impl->root);
-  m_impl->forgetKey();
+  m_impl->forget();
   return Registry::copyKey(m_impl->root, m_impl->root, from, to, true) &&
          Registry::deleteKey(m_impl->root, from) && transaction.commit();
 }
 
 bool RegistryConfig::DeleteEntry(const wxString& name, bool deleteGroupIfEmpty) {
-  const Location at = locate(m_path, name, true);
-  RegistryKey* k = m_impl->key(at.group, true);
-  if (!k || !k->deleteValue(at.name)) return false;
-  if (deleteGroupIfEmpty && !at.group.empty() && k->valueNames().empty() && k->subKeyNames().empty()) {
-    m_impl->deleteKey(at.group);
-  }
+  const Location entry = at(name, true);
+  RegistryKey* k = m_impl->key(entry.group, true);
+  if (!k || !k->deleteValue(entry.name)) return false;
+  const bool emptied = Impl::isEmpty(*k);
+  m_impl->forget();
+  if (deleteGroupIfEmpty && !entry.group.empty() && emptied) m_impl->deleteKey(entry.group);
   return true;
 }
 
 bool RegistryConfig::DeleteGroup(const wxString& name) {
-  const Location at = locate(m_path, name, false);
-  return !at.group.empty() && m_impl->deleteKey(at.group);
+  const Location group = at(name, false);
+  return !group.group.empty() && m_impl->deleteKey(group.group);
 }
 
 bool RegistryConfig::DeleteAll() {
-  m_impl->forgetKey();
+  m_impl->forget();
   return Registry::deleteKey(m_impl->root, m_impl->rootPath);
 }
 
 bool RegistryConfig::DoReadString(const wxString& key, wxString* value) const {
-  const auto found = m_impl->value(locate(m_path, key, true));
+  const auto found = m_impl->value(at(key, true));
   if (!found || !internal::isStringValue(*found)) return false;
   *value = internal::stringFromValueBytes(found->data);
   return true;
 }
 
 bool RegistryConfig::DoReadLong(const wxString& key, long* value) const {
-  const auto found = m_impl->value(locate(m_path, key, true));
-  const auto number = found ? internal::dwordValue(*found) : std::nullopt;
+  const auto found = m_impl->value(at(key, true));
+  const std::optional<long> number = found ? internal::dwordValue(*found) : std::nullopt;
   if (number) *value = *number;
   return number.has_value();
 }
 
 bool RegistryConfig::DoReadBinary(const wxString& key, wxMemoryBuffer* value) const {
-  const auto found = m_impl->value(locate(m_path, key, true));
+  const auto found = m_impl->value(at(key, true));
   if (!found) return false;
   value->SetDataLen(0);
   value->AppendData(found->data.data(), found->data.size());
@@ -271,17 +342,16 @@ bool RegistryConfig::DoReadBinary(const wxString& key, wxMemoryBuffer* value) co
 }
 
 bool RegistryConfig::DoWriteString(const wxString& key, const wxString& value) {
-  return m_impl->write(locate(m_path, key, true), eRegString,
-                       internal::stringValueBytes(value.ToStdWstring()));
+  return m_impl->write(at(key, true), eRegString, internal::stringValueBytes(value.ToStdWstring()));
 }
 
 bool RegistryConfig::DoWriteLong(const wxString& key, long value) {
-  return internal::fitsDword(value) && m_impl->write(locate(m_path, key, true), eRegDword,
-                                                     internal::dwordBytes(static_cast<uint32_t>(value)));
+  return internal::fitsDword(value) &&
+         m_impl->write(at(key, true), eRegDword, internal::dwordBytes(static_cast<uint32_t>(value)));
 }
 
 bool RegistryConfig::DoWriteBinary(const wxString& key, const wxMemoryBuffer& value) {
-  return m_impl->write(locate(m_path, key, true), eRegBinary,
+  return m_impl->write(at(key, true), eRegBinary,
                        std::string_view(static_cast<const char*>(value.GetData()), value.GetDataLen()));
 }
 

@@ -63,18 +63,16 @@ std::string environment(const char* name) {
   return value ? value : "";
 }
 
-std::filesystem::path hiveDirectory(bool machine) {
-  if (const std::string dir = environment("VELTOCAD_REGISTRY_DIR"); !dir.empty()) return dir;
+std::string hiveDirectory(bool machine) {
+  if (std::string dir = environment("VELTOCAD_REGISTRY_DIR"); !dir.empty()) return dir;
   if (machine) return "/etc/xdg/Korvani";
-  if (const std::string config = environment("XDG_CONFIG_HOME"); !config.empty()) {
-    return std::filesystem::path(config) / "Korvani";
-  }
-  return std::filesystem::path(environment("HOME")) / ".config" / "Korvani";
+  if (std::string config = environment("XDG_CONFIG_HOME"); !config.empty()) return config + "/Korvani";
+  return environment("HOME") + "/.config/Korvani";
 }
 
 std::string hivePath(ERootKey root) {
   const bool machine = isMachineRoot(root);
-  return hiveDirectory(machine) / (machine ? "machine.hive" : "user.hive");
+  return hiveDirectory(machine) + (machine ? "/machine.hive" : "/user.hive");
 }
 
 std::string utf8(std::wstring_view text) {
@@ -179,7 +177,7 @@ class RegistryStore {
     return false;
   }
 
-  bool begin();
+  bool begin(bool write);
   bool end(bool commit);
   int changes() const { return sqlite3_changes(m_db); }
 
@@ -194,9 +192,9 @@ class RegistryStore {
   std::unordered_map<const char*, sqlite3_stmt*> m_statements;
 };
 
-bool RegistryStore::begin() {
+bool RegistryStore::begin(bool write) {
   if (m_depth == 0) {
-    if (!exec("BEGIN IMMEDIATE")) return fail("cannot start a transaction");
+    if (!exec(write ? "BEGIN IMMEDIATE" : "BEGIN")) return fail("cannot start a transaction");
     m_failed = false;
   }
   ++m_depth;
@@ -350,6 +348,19 @@ class HiveKey final : public RegistryKey {
 
   bool hasSubKey(std::wstring_view name) const override { return findChild(m_hive, m_id, folded(name)) != 0; }
 
+  std::unique_ptr<RegistryKey> openSubKey(std::wstring_view name, bool write, bool create,
+                                          std::string& error) override {
+    if (!checkName(name, kMaxKeyNameLength, "a key name", error)) return nullptr;
+    if ((write || create) && !m_hive.writable()) {
+      error = "the registry hive cannot be written";
+      return nullptr;
+    }
+    const std::string key = folded(name);
+    int64_t child = findChild(m_hive, m_id, key);
+    if (!child && create) child = createChild(m_hive, m_id, name, key);
+    return child ? std::make_unique<HiveKey>(m_store, child, write || create) : nullptr;
+  }
+
   bool deleteSubKey(std::wstring_view name) override {
     if (!m_write) return false;
     Statement remove = m_hive.statement("DELETE FROM keys WHERE parent = ?1 AND folded = ?2");
@@ -383,10 +394,6 @@ std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view pa
     error = "no such root key";
     return nullptr;
   }
-  const std::vector<std::wstring_view> names = pathNames(path);
-  for (std::wstring_view name : names) {
-    if (!checkName(name, kMaxKeyNameLength, "a key name", error)) return nullptr;
-  }
   const std::shared_ptr<RegistryStore> hive = RegistryStore::forRoot(root, write || create);
   if (!hive) {
     if (write || create) error = "the registry hive cannot be written";
@@ -394,20 +401,18 @@ std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view pa
   }
   std::optional<RegistryTransaction> transaction;
   if (create) transaction.emplace(root);
-  int64_t id = rootKeyId(root);
-  for (std::wstring_view name : names) {
-    const std::string folded = utf8(internal::foldCase(name));
-    int64_t child = findChild(*hive, id, folded);
-    if (!child && create) child = createChild(*hive, id, name, folded);
-    if (!child) return nullptr;
-    id = child;
+  std::unique_ptr<RegistryKey> key = std::make_unique<HiveKey>(hive, rootKeyId(root), write || create);
+  for (std::wstring_view name : pathNames(path)) {
+    key = key->openSubKey(name, write, create, error);
+    if (!key) return nullptr;
   }
   if (transaction && !transaction->commit()) return nullptr;
-  return std::make_unique<HiveKey>(hive, id, write || create);
+  return key;
 }
 
-RegistryTransaction::RegistryTransaction(ERootKey root) : m_store(RegistryStore::forRoot(root, true)) {
-  m_active = m_store && m_store->begin();
+RegistryTransaction::RegistryTransaction(ERootKey root, bool write)
+    : m_store(RegistryStore::forRoot(root, write)) {
+  m_active = m_store && m_store->begin(write);
 }
 
 RegistryTransaction::~RegistryTransaction() {
