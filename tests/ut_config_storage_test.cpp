@@ -33,6 +33,7 @@ class ConfigStorageTest : public testing::Test {
     ut::RegistryConfig config(L"VeltoCAD", L"Korvani");
     config.Write("/Test/Number", 1L);
     config.Write("/Test/Name", wxString("one"));
+    config.Write("/Test/Home", wxString("$HOME/x"));
     config.Write("/Test/Old/Gone", 5L);
     config.Write("/Test/Sub/Kept", 7L);
     config.Write("/Test/Sub/Deep/Value", 8L);
@@ -50,6 +51,7 @@ TEST_F(ConfigStorageTest, LoadsTheTreeUnderItsRoot) {
   EXPECT_EQ(root->path(), L"Test");
   EXPECT_EQ(number(root, L"number"), 1u);
   EXPECT_EQ(text(root, L"Name"), L"one");
+  EXPECT_EQ(text(root, L"Home"), L"$HOME/x");  // stored text, not the environment's
   EXPECT_EQ(number(root, L"Sub/Deep/Value"), 8u);
   EXPECT_FALSE(ut::ConfigRegistryStorage(L"Missing/", false).load());
 }
@@ -167,14 +169,15 @@ TEST_F(ConfigStorageTest, GroupExportWritesEntriesThenSubGroups) {
   std::ifstream in(file, std::ios::binary);
   const std::string bytes((std::istreambuf_iterator<char>(in)), {});
   const wxString text(bytes.data() + 2, wxMBConvUTF16LE(), bytes.size() - 2);
-  EXPECT_EQ(text,
-            "Windows Registry Editor Version 5.00\r\n\r\n"
-            "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test]\r\n"
-            "\"Number\"=dword:00000001\r\n\"Name\"=\"one\"\r\n\"Ratio\"=\"0.25\"\r\n\r\n"
-            "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Old]\r\n\"Gone\"=dword:00000005\r\n\r\n"
-            "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Sub]\r\n\"Kept\"=dword:00000007\r\n\r\n"
-            "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Sub\\Deep]\r\n\"Value\"=dword:"
-            "00000008\r\n\r\n");
+  EXPECT_EQ(
+      text,
+      "Windows Registry Editor Version 5.00\r\n\r\n"
+      "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test]\r\n"
+      "\"Number\"=dword:00000001\r\n\"Name\"=\"one\"\r\n\"Home\"=\"$HOME/x\"\r\n\"Ratio\"=\"0.25\"\r\n\r\n"
+      "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Old]\r\n\"Gone\"=dword:00000005\r\n\r\n"
+      "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Sub]\r\n\"Kept\"=dword:00000007\r\n\r\n"
+      "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\Test\\Sub\\Deep]\r\n\"Value\"=dword:"
+      "00000008\r\n\r\n");
 }
 
 TEST_F(ConfigStorageTest, GroupExportReportsBadArguments) {

@@ -52,6 +52,13 @@ TEST_F(RegistryConfigTest, PathsAndEnumeration) {
   EXPECT_FALSE(m_config.HasEntry("b/q"));
 }
 
+TEST_F(RegistryConfigTest, GroupNamesWithBackslashesAreRefused) {
+  EXPECT_FALSE(m_config.Write("a\\b/x", 1L));
+  EXPECT_FALSE(m_config.HasGroup("a\\b"));
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Software\\Korvani\\VeltoCAD\\a"));
+  EXPECT_TRUE(m_config.Write("back\\slash", 1L));  // value names may hold one
+}
+
 TEST_F(RegistryConfigTest, RenameAndDelete) {
   m_config.Write("/g/old", 5L);
   m_config.Write("/g/keep", 6L);

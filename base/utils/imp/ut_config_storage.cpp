@@ -220,7 +220,10 @@ struct ConfigRegistryStorage::Impl {
 };
 
 ConfigRegistryStorage::ConfigRegistryStorage(const OdString& path, bool readOnly)
-    : ConfigStorageWx(path, readOnly), m_impl(std::make_unique<Impl>()) {}
+    : ConfigStorageWx(path, readOnly), m_impl(std::make_unique<Impl>()) {
+  // A store gives back values exactly as they were written, "$HOME" included.
+  m_impl->config.SetExpandEnvVars(false);
+}
 
 ConfigRegistryStorage::~ConfigRegistryStorage() = default;
 

@@ -427,10 +427,13 @@ bool exportGroup(wxConfigBase& config, const OdString& rootPath, const OdString&
   const wxString absolute = L"/" + wxString(group.c_str());
   if (!config.HasGroup(absolute)) return report(kExportGroup, "Config group not found: " + narrow(groupPath));
   const wxString previousPath = config.GetPath();
+  const bool expanding = config.IsExpandingEnvVars();
   config.SetPath(absolute);
+  config.SetExpandEnvVars(false);  // the file carries values as stored, "$HOME" included
   regfile::Writer writer(false);
   group.replace(L'/', L'\\');
   addConfigGroup(writer, config, L"HKEY_CURRENT_USER\\" + rootPath.str() + L"\\" + group.str());
+  config.SetExpandEnvVars(expanding);
   config.SetPath(previousPath);
   return writeFile(kExportGroup, file, writer.bytes());
 }

@@ -1,6 +1,7 @@
 #include "ut_registry_config.h"
 
 #include "registry_platform.h"
+#include "ut_assert.h"
 #include "ut_nocase.h"
 #include "ut_registry_values.h"
 #include "ut_utf16.h"
@@ -27,6 +28,7 @@ using platform::RegistryKey;
 struct RegistryConfig::Location {
   std::wstring group;
   std::wstring name;
+  bool valid = true;  // false for a group name holding "\\", which no key name may
 };
 
 struct RegistryConfig::Impl {
@@ -91,7 +93,7 @@ struct RegistryConfig::Impl {
 
   // The value at `at`, or null; valid until the next call.
   const platform::RegistryValue* value(const Location& at) const {
-    KeyCache* cached = entry(at.group, false);
+    KeyCache* cached = at.valid ? entry(at.group, false) : nullptr;
     if (!cached) return nullptr;
     if (!caching()) {
       read = cached->key->readValue(at.name);
@@ -131,7 +133,7 @@ struct RegistryConfig::Impl {
   }
 
   bool write(const Location& at, ERegType type, std::string_view data) {
-    KeyCache* cached = entry(at.group, true);
+    KeyCache* cached = at.valid ? entry(at.group, true) : nullptr;
     std::string error;
     if (!cached || !cached->key->writeValue(at.name, type, data, error)) return false;
     cached->values.reset();
@@ -218,6 +220,11 @@ RegistryConfig::Location RegistryConfig::at(const wxString& key, bool isEntry) c
     parts.RemoveAt(parts.size() - 1);
   }
   for (const wxString& part : parts) {
+    if (part.find(L'\\') != wxString::npos) {
+      const wxString message = L"A key name cannot hold \"\\\": " + part;
+      callAssert("ut::RegistryConfig", message.utf8_str(), __FILE__, __LINE__);
+      location.valid = false;
+    }
     if (!location.group.empty()) location.group += L'\\';
     location.group += part.ToStdWstring();
   }
@@ -226,6 +233,7 @@ RegistryConfig::Location RegistryConfig::at(const wxString& key, bool isEntry) c
 
 void RegistryConfig::SetPath(const wxString& path) {
   const Location location = at(path, false);
+  if (!location.valid) return;
   m_impl->currentGroup = location.group;
   wxString group(location.group);
   group.Replace(L"\\", L"/");
@@ -240,7 +248,7 @@ bool RegistryConfig::GetFirstGroup(wxString& name, long& index) const {
 }
 
 bool RegistryConfig::GetNextGroup(wxString& name, long& index) const {
-  return m_impl->next(at(wxEmptyString, false).group, true, name, index);
+  return m_impl->next(m_impl->currentGroup, true, name, index);
 }
 
 bool RegistryConfig::GetFirstEntry(wxString& name, long& index) const {
@@ -249,21 +257,20 @@ bool RegistryConfig::GetFirstEntry(wxString& name, long& index) const {
 }
 
 bool RegistryConfig::GetNextEntry(wxString& name, long& index) const {
-  return m_impl->next(at(wxEmptyString, false).group, false, name, index);
+  return m_impl->next(m_impl->currentGroup, false, name, index);
 }
 
 size_t RegistryConfig::GetNumberOfEntries(bool recursive) const {
-  return m_impl->count(at(wxEmptyString, false).group, false, recursive);
+  return m_impl->count(m_impl->currentGroup, false, recursive);
 }
 
 size_t RegistryConfig::GetNumberOfGroups(bool recursive) const {
-  return m_impl->count(at(wxEmptyString, false).group, true, recursive);
+  return m_impl->count(m_impl->currentGroup, true, recursive);
 }
 
 bool RegistryConfig::HasGroup(const wxString& name) const {
-  std::string error;
-  return platform::openRegistryKey(m_impl->root, m_impl->keyPath(at(name, false).group), false, false,
-                                   error) != nullptr;
+  const Location group = at(name, false);
+  return group.valid && m_impl->key(group.group, false) != nullptr;
 }
 
 bool RegistryConfig::HasEntry(const wxString& name) const { return m_impl->value(at(name, true)) != nullptr; }
@@ -290,8 +297,10 @@ bool RegistryConfig::RenameEntry(const wxString& oldName, const wxString& newNam
 }
 
 bool RegistryConfig::RenameGroup(const wxString& oldName, const wxString& newName) {
-  const std::wstring from = m_impl->keyPath(at(oldName, false).group);
-  const std::wstring to = m_impl->keyPath(at(newName, false).group);
+  const Location source = at(oldName, false), target = at(newName, false);
+  if (!source.valid || !target.valid) return false;
+  const std::wstring from = m_impl->keyPath(source.group);
+  const std::wstring to = m_impl->keyPath(target.group);
   if (!Registry::verifyKey(m_impl->root, from) || Registry::verifyKey(m_impl->root, to)) return false;
   platform::RegistryTransaction transaction(m_impl->root);
   m_impl->forget();
@@ -301,7 +310,7 @@ bool RegistryConfig::RenameGroup(const wxString& oldName, const wxString& newNam
 
 bool RegistryConfig::DeleteEntry(const wxString& name, bool deleteGroupIfEmpty) {
   const Location entry = at(name, true);
-  RegistryKey* k = m_impl->key(entry.group, true);
+  RegistryKey* k = entry.valid ? m_impl->key(entry.group, true) : nullptr;
   if (!k || !k->deleteValue(entry.name)) return false;
   const bool emptied = Impl::isEmpty(*k);
   m_impl->forget();
@@ -311,7 +320,7 @@ bool RegistryConfig::DeleteEntry(const wxString& name, bool deleteGroupIfEmpty) 
 
 bool RegistryConfig::DeleteGroup(const wxString& name) {
   const Location group = at(name, false);
-  return !group.group.empty() && m_impl->deleteKey(group.group);
+  return group.valid && !group.group.empty() && m_impl->deleteKey(group.group);
 }
 
 bool RegistryConfig::DeleteAll() {
