@@ -208,9 +208,15 @@ void RegistryConfig::rollbackTransaction() {
 // `isEntry`, the last name is the value's.
 RegistryConfig::Location RegistryConfig::at(const wxString& key, bool isEntry) const {
   const std::wstring& currentGroup = m_impl->currentGroup;
-  // Most keys are a plain name in the current group: no need to split anything.
-  if (isEntry && !key.empty() && key.find(L'/') == wxString::npos && key != L"." && key != L"..") {
-    return {currentGroup, key.ToStdWstring()};
+  // Most keys are a plain name in the current group, or ".." out of it: no need to split anything.
+  const bool plain = !key.empty() && key.find(L'/') == wxString::npos && key.find(L'\\') == wxString::npos &&
+                     key != L"." && key != L"..";
+  if (plain && isEntry) return {currentGroup, key.ToStdWstring(), true};
+  if (plain)
+    return {currentGroup.empty() ? key.ToStdWstring() : currentGroup + L'\\' + key.ToStdWstring(), {}, true};
+  if (key == L".." && !isEntry) {
+    const size_t last = currentGroup.rfind(L'\\');
+    return {last == std::wstring::npos ? std::wstring() : currentGroup.substr(0, last), {}, true};
   }
   wxArrayString parts;
   wxSplitPath(parts, key.StartsWith(wxCONFIG_PATH_SEPARATOR) ? key : m_path + wxCONFIG_PATH_SEPARATOR + key);
