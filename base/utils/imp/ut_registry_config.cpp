@@ -10,7 +10,6 @@
 
 #include <climits>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <unordered_map>
 #include <vector>
@@ -47,8 +46,8 @@ struct RegistryConfig::Impl {
   OdString rootPath;
   std::wstring currentGroup;  // the current path as a key path below the root
   std::vector<std::unique_ptr<platform::RegistryTransaction>> transactions;
-  mutable std::map<std::wstring, KeyCache> cache;       // by group
-  mutable std::optional<platform::RegistryValue> read;  // the value last read outside a transaction
+  mutable std::unordered_map<std::wstring, KeyCache> cache;  // by group
+  mutable std::optional<platform::RegistryValue> read;       // the value last read outside a transaction
   // The names an enumeration walks, fetched at its first step, with the group and kind they are of: an
   // enumeration of another group in between fetches them again.
   mutable std::vector<std::wstring> enumerated;
@@ -91,6 +90,17 @@ struct RegistryConfig::Impl {
     return cached ? cached->key.get() : nullptr;
   }
 
+  // The values of a key, read once per transaction.
+  static const std::vector<platform::RegistryValue>& cachedValues(KeyCache& cached) {
+    if (!cached.values) {
+      cached.values = cached.key->values();
+      for (size_t i = 0; i < cached.values->size(); ++i) {
+        cached.valueIndex[internal::foldCase((*cached.values)[i].name)] = i;
+      }
+    }
+    return *cached.values;
+  }
+
   // The value at `at`, or null; valid until the next call.
   const platform::RegistryValue* value(const Location& at) const {
     KeyCache* cached = at.valid ? entry(at.group, false) : nullptr;
@@ -99,12 +109,7 @@ struct RegistryConfig::Impl {
       read = cached->key->readValue(at.name);
       return read ? &*read : nullptr;
     }
-    if (!cached->values) {
-      cached->values = cached->key->values();
-      for (size_t i = 0; i < cached->values->size(); ++i) {
-        cached->valueIndex[internal::foldCase((*cached->values)[i].name)] = i;
-      }
-    }
+    cachedValues(*cached);
     const auto found = cached->valueIndex.find(internal::foldCase(at.name));
     return found == cached->valueIndex.end() ? nullptr : &(*cached->values)[found->second];
   }
@@ -112,12 +117,14 @@ struct RegistryConfig::Impl {
   std::vector<std::wstring> names(const std::wstring& group, bool groups) const {
     KeyCache* cached = entry(group, false);
     if (!cached) return {};
+    if (!caching()) return groups ? cached->key->subKeyNames() : cached->key->valueNames();
     if (groups) {
-      if (!caching()) return cached->key->subKeyNames();
       if (!cached->subKeys) cached->subKeys = cached->key->subKeyNames();
       return *cached->subKeys;
     }
-    return cached->key->valueNames();
+    std::vector<std::wstring> result;
+    for (const platform::RegistryValue& value : cachedValues(*cached)) result.push_back(value.name);
+    return result;
   }
 
   // Step `index` of the enumeration of the groups (or entries) of `group`.
