@@ -16,6 +16,7 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_utf16.cpp
   base/utils/imp/ut_regfile.cpp
   base/utils/imp/ut_registry.cpp
+  base/utils/imp/ut_registry_file.cpp
   base/utils/imp/ut_registry_config.cpp
   base/utils/imp/ut_config_storage.cpp
   base/utils/imp/ut_config_base.cpp

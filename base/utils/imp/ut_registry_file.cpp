@@ -1,0 +1,226 @@
+// Registration files: exporting keys and configuration groups to them, importing them.
+
+#include "ut_registry.h"
+
+#include "registry_platform.h"
+#include "ut_assert.h"
+#include "ut_config_names.h"
+#include "ut_regfile.h"
+#include "ut_registry_values.h"
+#include "ut_utf16.h"
+
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <optional>
+
+namespace ut {
+
+namespace {
+
+using platform::RegistryKey;
+using platform::RegistryValue;
+
+namespace regfile = internal::regfile;
+
+constexpr const char* kExportKey = "ut::Registry::exportKey";
+constexpr const char* kImportKey = "ut::Registry::importKey";
+
+bool report(const char* operation, const std::string& message) {
+  callAssert(operation, message.c_str(), __FILE__, __LINE__);
+  return false;
+}
+
+std::string narrow(const OdString& text) { return std::string(wxString(text.c_str()).utf8_str()); }
+
+void addKeyTree(regfile::Writer& writer, const std::wstring& fullPath, const RegistryKey& key, ERootKey root,
+                const std::wstring& path) {
+  writer.addKey(fullPath);
+  for (const RegistryValue& value : key.values()) writer.addValue({value.name, value.type, value.data});
+  for (const std::wstring& name : key.subKeyNames()) {
+    std::string ignored;
+    const std::wstring subPath = path.empty() ? name : path + L"\\" + name;
+    if (const auto sub = platform::openRegistryKey(root, subPath, false, false, ignored)) {
+      addKeyTree(writer, fullPath + L"\\" + name, *sub, root, subPath);
+    }
+  }
+}
+
+bool writeFile(const char* operation, const OdString& file, const std::string& bytes) {
+  std::ofstream out(narrow(file), std::ios::binary | std::ios::trunc);
+  if (!out) return report(operation, "Failed to create file " + narrow(file));
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  out.close();
+  return out || report(operation, "Failed to write to file " + narrow(file));
+}
+
+// --- Configuration groups ---
+
+regfile::Value configValue(const wxConfigBase& config, const wxString& name) {
+  const auto text = [&](const wxString& value) {
+    return regfile::Value{name.ToStdWstring(), eRegString, internal::stringValueBytes(value.ToStdWstring())};
+  };
+  long number = 0;
+  double real = 0;
+  const wxConfigBase::EntryType type = config.GetEntryType(name);
+  switch (type) {
+    case wxConfigBase::Type_String:
+      return text(config.Read(name, wxString()));
+    case wxConfigBase::Type_Boolean:
+    case wxConfigBase::Type_Integer:
+      config.Read(name, &number);
+      return {name.ToStdWstring(), eRegDword, internal::dwordBytes(static_cast<uint32_t>(number))};
+    case wxConfigBase::Type_Float:
+      config.Read(name, &real);
+      return text(wxString::Format(L"%g", real));
+    default:
+      return text(wxString::Format(L"{{Unknown type: %d}}", static_cast<int>(type)));
+  }
+}
+
+// The group the configuration object stands at: its entries, then each sub-group in the same way.
+void addConfigGroup(regfile::Writer& writer, wxConfigBase& config, const std::wstring& key) {
+  writer.addKey(key);
+  for (const wxString& name : internal::configNames(config, false))
+    writer.addValue(configValue(config, name));
+  for (const wxString& name : internal::configNames(config, true)) {
+    config.SetPath(name);
+    addConfigGroup(writer, config, key + L"\\" + name.ToStdWstring());
+    config.SetPath(L"..");
+  }
+}
+
+// Applies the operations of a registration file, one transaction per hive it touches.
+class Importer {
+ public:
+  explicit Importer(bool replaceKeys) : m_replaceKeys(replaceKeys) {}
+
+  void apply(const regfile::Operation& operation) {
+    switch (operation.kind) {
+      case regfile::Operation::eSelectKey:
+        select(operation.key);
+        break;
+      case regfile::Operation::eDeleteKey:
+        if (const auto rooted = regfile::splitRoot(operation.key)) {
+          begin(rooted->root);
+          Registry::deleteKey(rooted->root, std::wstring(rooted->path));
+        }
+        m_key.reset();
+        break;
+      case regfile::Operation::eSetValue:
+        setValue(operation.value);
+        break;
+      case regfile::Operation::eDeleteValue:
+        if (m_key) m_key->deleteValue(operation.value.name);
+        break;
+    }
+  }
+
+  // Commits every hive's transaction; true when nothing failed, else reported.
+  bool finish() {
+    bool committed = true;
+    for (auto& [root, transaction] : m_transactions) committed = transaction->commit() && committed;
+    bool ok = committed || report(kImportKey, "Failed to commit the import");
+    if (m_failedKeys > 0) {
+      ok = report(kImportKey, "Failed to create " + std::to_string(m_failedKeys) + " registry keys");
+    }
+    if (m_failedValues > 0) {
+      ok = report(kImportKey, "Failed to write " + std::to_string(m_failedValues) + " registry values");
+    }
+    return ok;
+  }
+
+ private:
+  void begin(ERootKey root) {
+    auto& transaction = m_transactions[root];
+    if (!transaction) transaction = std::make_unique<platform::RegistryTransaction>(root);
+  }
+
+  void select(const std::wstring& fullPath) {
+    m_key.reset();
+    const auto rooted = regfile::splitRoot(fullPath);
+    if (!rooted) {
+      ++m_failedKeys;
+      return;
+    }
+    begin(rooted->root);
+    const std::wstring path(rooted->path);
+    if (m_replaceKeys && !path.empty()) Registry::deleteKey(rooted->root, path);
+    std::string error;
+    m_key = platform::openRegistryKey(rooted->root, path, true, true, error);
+    if (!m_key) ++m_failedKeys;
+  }
+
+  void setValue(const regfile::Value& value) {
+    std::string error;
+    if (m_key && !m_key->writeValue(value.name, value.type, value.data, error)) ++m_failedValues;
+  }
+
+  bool m_replaceKeys;
+  std::map<ERootKey, std::unique_ptr<platform::RegistryTransaction>> m_transactions;
+  std::unique_ptr<RegistryKey> m_key;
+  int m_failedKeys = 0;
+  int m_failedValues = 0;
+};
+
+std::optional<std::string> readFile(const OdString& file) {
+  std::ifstream in(narrow(file), std::ios::binary);
+  if (!in) return std::nullopt;
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+}  // namespace
+
+bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTypes) {
+  if (key.isEmpty() || file.isEmpty()) return report(kExportKey, "Bad arguments");
+  const auto rooted = regfile::splitRoot(key.view());
+  if (!rooted) return report(kExportKey, "Bad root");
+  std::string ignored;
+  const std::wstring path(rooted->path);
+  const auto opened = platform::openRegistryKey(rooted->root, path, false, false, ignored);
+  if (!opened) return report(kExportKey, "Failed to open registry key");
+  regfile::Writer writer(exactTypes);
+  const std::wstring rootName(regfile::rootName(rooted->root));
+  addKeyTree(writer, path.empty() ? rootName : rootName + L"\\" + path, *opened, rooted->root, path);
+  return writeFile(kExportKey, file, writer.bytes());
+}
+
+bool Registry::importKey(const OdString& file, bool replaceKeys) {
+  if (file.isEmpty()) return report(kImportKey, "Bad arguments");
+  const std::optional<std::string> bytes = readFile(file);
+  if (!bytes) return report(kImportKey, "File not found");
+  const regfile::ReadResult result = regfile::read(*bytes);
+  if (!result.isRegistrationFile) return report(kImportKey, "Not a registration file: " + narrow(file));
+  Importer importer(replaceKeys);
+  for (const regfile::Operation& operation : result.operations) importer.apply(operation);
+  bool ok = importer.finish();
+  if (result.malformedCount > 0) {
+    ok = report(kImportKey, "Skipped " + std::to_string(result.malformedCount) +
+                                " malformed lines, the first at line " +
+                                std::to_string(result.firstMalformedLine));
+  }
+  return ok;
+}
+
+bool exportGroup(wxConfigBase& config, const OdString& rootPath, const OdString& groupPath,
+                 const OdString& file) {
+  constexpr const char* kExportGroup = "ut::exportGroup";
+  if (rootPath.isEmpty() || file.isEmpty()) return report(kExportGroup, "Bad arguments");
+  OdString group = groupPath;
+  if (group.isEmpty() || group.find(L'\\') >= 0 || group.trimRight(L'/').trimLeft(L'/').isEmpty()) {
+    return report(kExportGroup, "Bad group path: " + narrow(groupPath));
+  }
+  const wxString absolute = L"/" + wxString(group.c_str());
+  if (!config.HasGroup(absolute)) return report(kExportGroup, "Config group not found: " + narrow(groupPath));
+  const wxString previousPath = config.GetPath();
+  const bool expanding = config.IsExpandingEnvVars();
+  config.SetPath(absolute);
+  config.SetExpandEnvVars(false);  // the file carries values as stored, "$HOME" included
+  regfile::Writer writer(false);
+  group.replace(L'/', L'\\');
+  addConfigGroup(writer, config, L"HKEY_CURRENT_USER\\" + rootPath.str() + L"\\" + group.str());
+  config.SetExpandEnvVars(expanding);
+  config.SetPath(previousPath);
+  return writeFile(kExportGroup, file, writer.bytes());
+}
+
+}  // namespace ut
