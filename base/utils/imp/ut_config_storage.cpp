@@ -108,12 +108,22 @@ struct internal::ConfigSnapshot {
 
   // Whether the store holds what `entry` holds; if not, `entry` is taken as written from now on.
   bool unchanged(const ConfigNodePtr& entry, const ConfigNodeBase& parent) {
-    Value value = valueOf(*entry);
     Saved& saved = entries[entry.get()];
-    if (saved.node.lock() == entry && saved.parent == &parent && saved.value == value) return true;
-    saved = {entry, &parent, std::move(value)};
+    if (saved.node.lock() == entry && saved.parent == &parent && holds(saved.value, *entry)) return true;
+    saved = {entry, &parent, valueOf(*entry)};
     return false;
   }
+
+ private:
+  // Compares without copying the entry's value out, which most entries of a save would cost.
+  bool holds(const Value& value, const ConfigNodeBase& entry) {
+    if (value.type != entry.type()) return false;
+    unsigned long number = 0;
+    if (entry.getULong(number)) return number == value.number;
+    return !entry.getString(m_text) || m_text == value.text;
+  }
+
+  OdString m_text;  // reused, so that comparing strings allocates nothing once it has grown
 };
 
 namespace {
