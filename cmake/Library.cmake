@@ -20,6 +20,7 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_registry_config.cpp
   base/utils/imp/ut_config_storage.cpp
   base/utils/imp/ut_config_base.cpp
+  base/utils/imp/ut_dev_settings.cpp
   base/utils/imp/posix/registry_hive.cpp
   base/utils/imp/posix/text_platform.cpp
 )

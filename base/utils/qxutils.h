@@ -15,6 +15,7 @@
 #include "ut_assert.h"
 #include "ut_config_node.h"
 #include "ut_config_storage.h"
+#include "ut_dev_settings.h"
 #include "ut_natural_sort.h"
 #include "ut_registry.h"
 #include "ut_registry_config.h"
