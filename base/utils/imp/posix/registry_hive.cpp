@@ -268,9 +268,9 @@ int64_t findChild(RegistryStore& hive, int64_t parent, const std::string& folded
   return find.step() == SQLITE_ROW ? find.integer(0) : 0;
 }
 
-int64_t createChild(RegistryStore& hive, int64_t parent, std::wstring_view name, const std::string& folded) {
+int64_t createChild(RegistryStore& hive, int64_t parent, const std::string& name, const std::string& folded) {
   Statement insert = hive.statement("INSERT INTO keys(parent, name, folded) VALUES (?1, ?2, ?3)");
-  insert.bind(1, parent).bind(2, utf8(name)).bind(3, folded);
+  insert.bind(1, parent).bind(2, name).bind(3, folded);
   return hive.run(std::move(insert)) ? findChild(hive, parent, folded) : 0;
 }
 
@@ -284,8 +284,10 @@ std::vector<std::wstring_view> pathNames(std::wstring_view path) {
   return names;
 }
 
-bool checkName(std::wstring_view name, size_t maxLength, const char* kind, std::string& error) {
-  std::string encoded;
+// The name's UTF-8 form in `encoded`; false, with the reason in `error`, for a name that breaks the
+// limits or is not Unicode text.
+bool encodeName(std::wstring_view name, size_t maxLength, const char* kind, std::string& encoded,
+                std::string& error) {
   if (name.size() > maxLength) {
     error = std::string(kind) + " longer than " + std::to_string(maxLength) + " characters";
   } else if (!internal::encodeUtf8(name, encoded)) {
@@ -313,11 +315,12 @@ class HiveKey final : public RegistryKey {
       error = "the key is open for reading only";
       return false;
     }
-    if (!checkName(name, kMaxValueNameLength, "a value name", error)) return false;
+    std::string spelled;
+    if (!encodeName(name, kMaxValueNameLength, "a value name", spelled, error)) return false;
     Statement write = m_hive.statement(
         "INSERT INTO vals(key, name, folded, type, data) VALUES (?1, ?2, ?3, ?4, ?5) "
         "ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data");
-    write.bind(1, m_id).bind(2, utf8(name)).bind(3, folded(name)).bind(4, type).bindBlob(5, data);
+    write.bind(1, m_id).bind(2, spelled).bind(3, folded(name)).bind(4, type).bindBlob(5, data);
     return m_hive.run(std::move(write));
   }
 
@@ -350,14 +353,15 @@ class HiveKey final : public RegistryKey {
 
   std::unique_ptr<RegistryKey> openSubKey(std::wstring_view name, bool write, bool create,
                                           std::string& error) override {
-    if (!checkName(name, kMaxKeyNameLength, "a key name", error)) return nullptr;
+    std::string spelled;
+    if (!encodeName(name, kMaxKeyNameLength, "a key name", spelled, error)) return nullptr;
     if ((write || create) && !m_hive.writable()) {
       error = "the registry hive cannot be written";
       return nullptr;
     }
     const std::string key = folded(name);
     int64_t child = findChild(m_hive, m_id, key);
-    if (!child && create) child = createChild(m_hive, m_id, name, key);
+    if (!child && create) child = createChild(m_hive, m_id, spelled, key);
     return child ? std::make_unique<HiveKey>(m_store, child, write || create) : nullptr;
   }
 
