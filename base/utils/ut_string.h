@@ -49,8 +49,8 @@ void splitByChar(OdArray<OdString>& out, const OdString& str, wchar_t ch, bool k
 // Lines ended by CR LF, CR or LF; CR LF is one line break.
 void splitLines(OdArray<OdString>& out, const OdString& str, bool keepEmpty = false);
 // Splits "library(slide)" (optionally followed by ".ext") into "library" and "slide". Anything else gives
-// name = spec and an empty slide; an empty spec leaves both outputs untouched.
-void splitSlideSpecification(const OdString& spec, OdString& name, OdString& slide);
+// name = notation and an empty slide; an empty notation leaves both outputs untouched.
+void splitSlideSpecification(const OdString& notation, OdString& name, OdString& slide);
 
 // --- Quoting, trimming and padding ---------------------------------------------------------------------
 

@@ -100,14 +100,14 @@ void splitLines(OdArray<OdString>& out, const OdString& str, bool keepEmpty) {
   split(out, str, lineBreaks, keepEmpty, false);
 }
 
-void splitSlideSpecification(const OdString& spec, OdString& name, OdString& slide) {
-  if (spec.isEmpty()) return;
-  const std::wstring_view text = spec.view();
+void splitSlideSpecification(const OdString& notation, OdString& name, OdString& slide) {
+  if (notation.isEmpty()) return;
+  const std::wstring_view text = notation.view();
   const size_t close = text.rfind(L')');
   const bool closes = close != npos && (close + 1 == text.size() || text[close + 1] == L'.');
   const size_t open = closes ? text.rfind(L'(') : npos;
   if (open == npos || open < 1 || open >= close) {
-    name = spec;
+    name = notation;
     slide.empty();
     return;
   }
