@@ -86,7 +86,7 @@ TEST(SplitLines, CrLfIsOneBreak) {
 
 TEST(SplitSlideSpecification, Table) {
   const struct {
-    const wchar_t* spec;
+    const wchar_t* notation;
     const wchar_t* name;
     const wchar_t* slide;
   } cases[] = {
@@ -101,9 +101,9 @@ TEST(SplitSlideSpecification, Table) {
       {L"lib()", L"lib", L""},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "spec: " << c.spec);
+    SCOPED_TRACE(testing::Message() << "notation: " << c.notation);
     OdString name(L"old"), slide(L"old");
-    ut::splitSlideSpecification(c.spec, name, slide);
+    ut::splitSlideSpecification(c.notation, name, slide);
     EXPECT_EQ(name, c.name);
     EXPECT_EQ(slide, c.slide);
   }
