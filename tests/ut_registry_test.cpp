@@ -150,36 +150,6 @@ TEST_F(RegistryTest, DamagedHiveIsReportedAndLeftAlone) {
   EXPECT_EQ(fileBytes(hive), garbage);
 }
 
-TEST_F(RegistryTest, KilledWriterLeavesNoneOfItsTransaction) {
-  qxtest::ChildProcess child({QX_HIVE_CHILD_PATH, "write", "Crash", "20000", "15000"});
-  ASSERT_EQ(child.readLine(), "paused");  // 15 MB written inside the open transaction
-  child.kill();
-  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Crash"));
-  qxtest::ChildProcess finisher({QX_HIVE_CHILD_PATH, "write", "Crash", "2000", "1000"});
-  ASSERT_EQ(finisher.readLine(), "paused");
-  finisher.writeLine("go");
-  EXPECT_EQ(finisher.readLine(), "done");
-  EXPECT_EQ(finisher.wait(), 0);
-  OdArray<OdString> values;
-  ASSERT_TRUE(ut::Registry::listValues(ut::eCurrentUser, L"Crash", values));
-  EXPECT_EQ(values.size(), 2000u);
-}
-
-TEST_F(RegistryTest, ConcurrentWritersToOneKeyBothKeepTheirValues) {
-  qxtest::ChildProcess first({QX_HIVE_CHILD_PATH, "write", "Shared", "500", "0", "a"});
-  ASSERT_EQ(first.readLine(), "paused");
-  qxtest::ChildProcess second({QX_HIVE_CHILD_PATH, "write", "Shared", "500", "0", "b"});
-  first.writeLine("go");
-  ASSERT_EQ(second.readLine(), "paused");  // waited for the first one's transaction to end
-  second.writeLine("go");
-  EXPECT_EQ(first.readLine(), "done");
-  EXPECT_EQ(second.readLine(), "done");
-  OdArray<OdString> values;
-  EXPECT_TRUE(ut::Registry::listValues(ut::eCurrentUser, L"Shared", values));
-  EXPECT_EQ(values.size(), 1000u);
-  EXPECT_TRUE(values.contains(L"a499") && values.contains(L"b499"));
-}
-
 // Every key below `path` with every value, as "key|name|type|bytes" lines, for comparing whole trees.
 std::vector<std::string> dump(ut::ERootKey root, const std::wstring& path) {
   std::vector<std::string> lines;

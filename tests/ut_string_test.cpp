@@ -50,12 +50,6 @@ TEST(TrimQuotes, BufferAndStringAgree) {
   EXPECT_EQ(ut::trimQuotes(static_cast<wchar_t*>(nullptr)), nullptr);
 }
 
-TEST(WrapInQuotes, QuotesOnlyNonEmpty) {
-  OdString s(L"a b"), empty;
-  EXPECT_EQ(ut::wrapInQuotes(s), L"\"a b\"");
-  EXPECT_EQ(ut::wrapInQuotes(empty), L"");
-}
-
 TEST(FindEndingQuote, SkipsEscapes) {
   const wchar_t* text = L"a\\\"b\"c";
   EXPECT_EQ(ut::findEndingQuote(text), text + 4);

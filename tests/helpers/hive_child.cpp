@@ -1,10 +1,6 @@
 // A child process for the tests that need real processes on one hive: it changes the registry as told
 // and says on standard output how far it got, so that the test can kill it mid-way or run several at once.
 //
-//   hive_child write KEY COUNT PAUSE_AT [PREFIX]
-//       writes values PREFIX0..PREFIX(COUNT-1) (PREFIX is "v" unless given) of 1 KiB each under
-//       HKEY_CURRENT_USER\KEY in one transaction; after PAUSE_AT of them prints "paused" and waits for a
-//       line on standard input before it goes on and commits; prints "done" at the end
 //   hive_child save GROUP NAME NUMBER
 //       loads the configuration group GROUP (a path such as "Test/") from the registry, prints "loaded",
 //       waits for a line, sets the entry NAME to NUMBER and saves; prints "saved" or "failed"
@@ -14,7 +10,6 @@
 //
 // The hive is the one VELTOCAD_REGISTRY_DIR names.
 
-#include "registry_platform.h"
 #include "ut_config_storage.h"
 
 #include <cstdio>
@@ -23,25 +18,6 @@
 #include <string>
 
 namespace {
-
-int writeValues(const std::wstring& keyPath, int count, int pauseAt, const std::wstring& prefix) {
-  ut::platform::RegistryTransaction transaction(ut::eCurrentUser);
-  std::string error;
-  auto key = ut::platform::openRegistryKey(ut::eCurrentUser, keyPath, true, true, error);
-  if (!transaction.active() || !key) return 2;
-  const std::string data(1024, 'x');
-  for (int i = 0; i < count; ++i) {
-    if (i == pauseAt) {
-      std::cout << "paused" << std::endl;
-      std::string line;
-      std::getline(std::cin, line);
-    }
-    if (!key->writeValue(prefix + std::to_wstring(i), ut::eRegBinary, data, error)) return 3;
-  }
-  if (!transaction.commit()) return 4;
-  std::cout << "done" << std::endl;
-  return 0;
-}
 
 std::wstring wide(const std::string& text) { return std::wstring(text.begin(), text.end()); }
 
@@ -81,11 +57,6 @@ int saveBig(const std::string& group, int count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if ((argc == 5 || argc == 6) && std::string(argv[1]) == "write") {
-    const std::string key = argv[2], prefix = argc == 6 ? argv[5] : "v";
-    return writeValues(std::wstring(key.begin(), key.end()), std::atoi(argv[3]), std::atoi(argv[4]),
-                       std::wstring(prefix.begin(), prefix.end()));
-  }
   if (argc == 5 && std::string(argv[1]) == "save") return saveOne(argv[2], argv[3], std::stoul(argv[4]));
   if (argc == 4 && std::string(argv[1]) == "bigsave") return saveBig(argv[2], std::atoi(argv[3]));
   std::cerr << "usage: hive_child write KEY COUNT PAUSE_AT [PREFIX] | save GROUP NAME NUMBER | bigsave GROUP "
