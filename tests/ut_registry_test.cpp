@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 namespace {
 
@@ -136,6 +137,24 @@ TEST_F(RegistryTest, CopyKeyIntoItsOwnSubtree) {
   EXPECT_TRUE(ut::Registry::verifyValue(ut::eLocalMachine, L"Machine", L"v"));
   EXPECT_TRUE(std::filesystem::exists(m_dir.path() / "machine.hive"));
   EXPECT_FALSE(ut::Registry::copyKey(ut::eCurrentUser, ut::eCurrentUser, L"Missing", L"X", true));
+}
+
+TEST_F(RegistryTest, ThreadsShareTheHive) {
+  constexpr int kThreads = 4, kValues = 100;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < kValues; ++i) {
+        ut::Registry key(true);
+        ASSERT_TRUE(key.create(ut::eCurrentUser, L"Software\\Threads"));
+        ASSERT_TRUE(key.write(OdString().format(L"t%d_%d", t, i), static_cast<long>(i)));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  OdArray<OdString> values;
+  ASSERT_TRUE(ut::Registry::listValues(ut::eCurrentUser, L"Software\\Threads", values));
+  EXPECT_EQ(values.size(), static_cast<unsigned>(kThreads * kValues));
 }
 
 TEST_F(RegistryTest, DamagedHiveIsReportedAndLeftAlone) {
