@@ -5,7 +5,9 @@
 #include "ut_assert.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -137,6 +139,30 @@ TEST_F(RegistryTest, CopyKeyIntoItsOwnSubtree) {
   EXPECT_TRUE(ut::Registry::verifyValue(ut::eLocalMachine, L"Machine", L"v"));
   EXPECT_TRUE(std::filesystem::exists(m_dir.path() / "machine.hive"));
   EXPECT_FALSE(ut::Registry::copyKey(ut::eCurrentUser, ut::eCurrentUser, L"Missing", L"X", true));
+}
+
+TEST_F(RegistryTest, HiveWithDamagedPagesIsReportedAndLeftAlone) {
+  ASSERT_TRUE(ut::Registry::createKey(ut::eCurrentUser, L"Software\\Some\\Keys", nullptr));
+  qxtest::TempDir damagedDir;
+  const std::filesystem::path damaged = damagedDir.path() / "user.hive";
+  {
+    // A copy of a real hive whose pages after the header are overwritten.
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open((m_dir.path() / "user.hive").c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db, ("VACUUM INTO '" + damaged.string() + "'").c_str(), nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(db);
+  }
+  std::string bytes = fileBytes(damaged);
+  ASSERT_GT(bytes.size(), 1000u);
+  std::fill(bytes.begin() + 100, bytes.end(), '\x5A');
+  std::ofstream(damaged, std::ios::binary | std::ios::trunc) << bytes;
+  qxtest::ScopedEnv env("VELTOCAD_REGISTRY_DIR", damagedDir.path().string());
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Software\\Some"));
+  EXPECT_FALSE(ut::Registry::createKey(ut::eCurrentUser, L"Software\\New", nullptr));
+  ASSERT_FALSE(g_reports.empty());
+  EXPECT_NE(g_reports[0].find(damaged.string()), std::string::npos) << g_reports[0];
+  EXPECT_EQ(fileBytes(damaged), bytes);
 }
 
 TEST_F(RegistryTest, ThreadsShareTheHive) {

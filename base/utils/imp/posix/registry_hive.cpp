@@ -17,6 +17,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -99,10 +100,12 @@ void reportOnce(const std::string& path, const std::string& message) {
   callAssert(kOperation, text.c_str(), __FILE__, __LINE__);
 }
 
-// A prepared statement, reset for reuse when the scope that used it ends.
+// A prepared statement, reset for reuse when the scope that used it ends. A step that fails for another
+// reason than the end of the rows is reported by `onError` (the store's one place for that).
 class Statement {
  public:
-  explicit Statement(sqlite3_stmt* stmt) : m_stmt(stmt) {}
+  Statement(sqlite3_stmt* stmt, std::function<void()> onError)
+      : m_stmt(stmt), m_onError(std::move(onError)) {}
   ~Statement() {
     if (m_stmt) {
       sqlite3_reset(m_stmt);
@@ -126,7 +129,11 @@ class Statement {
     return *this;
   }
   // SQLITE_ROW, SQLITE_DONE or an error code.
-  int step() { return m_stmt ? sqlite3_step(m_stmt) : SQLITE_MISUSE; }
+  int step() {
+    const int rc = m_stmt ? sqlite3_step(m_stmt) : SQLITE_MISUSE;
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE && m_onError) m_onError();
+    return rc;
+  }
   int64_t integer(int column) const { return sqlite3_column_int64(m_stmt, column); }
   std::wstring text(int column) const { return wide(sqlite3_column_text(m_stmt, column)); }
   std::string blob(int column) const {
@@ -136,6 +143,7 @@ class Statement {
 
  private:
   sqlite3_stmt* m_stmt;
+  std::function<void()> m_onError;
 };
 
 }  // namespace
@@ -166,11 +174,11 @@ class RegistryStore {
       fail("cannot prepare a statement");
       stmt = nullptr;
     }
-    return Statement(stmt);
+    return Statement(stmt, [this] { fail("a query failed"); });
   }
 
   // Runs a statement that returns no rows; false (reported) on failure.
-  bool run(Statement&& statement) { return statement.step() == SQLITE_DONE || fail("cannot write"); }
+  bool run(Statement&& statement) { return statement.step() == SQLITE_DONE; }
 
   bool fail(const char* what) {
     reportOnce(m_path, std::string(what) + ": " + sqlite3_errmsg(m_db));
