@@ -55,29 +55,32 @@ struct RegistryConfig::Impl {
   mutable bool enumeratedGroups = false;
 
   bool caching() const { return !transactions.empty(); }
+  bool writing = false;  // a writing transaction is open
   void forget() const { cache.clear(); }
 
   std::wstring keyPath(const std::wstring& group) const {
     return group.empty() ? rootPath.str() : rootPath.str() + L"\\" + group;
   }
 
-  // Opens `group`, from its parent's open key where that is at hand.
-  std::unique_ptr<RegistryKey> open(const std::wstring& group, bool write) const {
+  // Opens `group` (for writing, or creating it), from its parent's open key where that is at hand.
+  std::unique_ptr<RegistryKey> open(const std::wstring& group, bool write, bool create) const {
     std::string error;
     const size_t last = group.rfind(L'\\');
     const auto parent = cache.find(last == std::wstring::npos ? std::wstring() : group.substr(0, last));
     if (!group.empty() && parent != cache.end() && (parent->second.key->writable() || !write)) {
       return parent->second.key->openSubKey(group.substr(last == std::wstring::npos ? 0 : last + 1), write,
-                                            write, error);
+                                            create, error);
     }
-    return platform::openRegistryKey(root, keyPath(group), write, write, error);
+    return platform::openRegistryKey(root, keyPath(group), write, create, error);
   }
 
-  // The key of `group`, created when `write` is asked for; null when it does not exist.
+  // The key of `group`, created when `write` is asked for; null when it does not exist. Within a writing
+  // transaction keys are opened for writing from the start, so that a save reads and writes through one
+  // handle per key.
   KeyCache* entry(const std::wstring& group, bool write) const {
     const auto found = cache.find(group);
     if (found != cache.end() && (found->second.key->writable() || !write)) return &found->second;
-    std::unique_ptr<RegistryKey> opened = open(group, write);
+    std::unique_ptr<RegistryKey> opened = open(group, write || writing, write);
     if (!caching()) forget();
     if (!opened) return nullptr;
     KeyCache& cached = cache[group];
@@ -193,9 +196,12 @@ const OdString& RegistryConfig::rootPath() const { return m_impl->rootPath; }
 
 bool RegistryConfig::beginTransaction(bool write) {
   m_impl->transactions.push_back(std::make_unique<platform::RegistryTransaction>(m_impl->root, write));
-  if (m_impl->transactions.back()->active()) return true;
-  m_impl->transactions.pop_back();
-  return false;
+  if (!m_impl->transactions.back()->active()) {
+    m_impl->transactions.pop_back();
+    return false;
+  }
+  if (m_impl->transactions.size() == 1) m_impl->writing = write;
+  return true;
 }
 
 bool RegistryConfig::commitTransaction() {
@@ -203,12 +209,14 @@ bool RegistryConfig::commitTransaction() {
   const bool committed = m_impl->transactions.back()->commit();
   m_impl->transactions.pop_back();
   if (!m_impl->caching() || !committed) m_impl->forget();
+  m_impl->writing = m_impl->writing && m_impl->caching();
   return committed;
 }
 
 void RegistryConfig::rollbackTransaction() {
   if (!m_impl->transactions.empty()) m_impl->transactions.pop_back();
   m_impl->forget();
+  m_impl->writing = m_impl->writing && m_impl->caching();
 }
 
 // Resolves `key` against the current path as wxWidgets does ("/" absolute, ".." one group up). With
