@@ -90,6 +90,20 @@ TEST_F(ConfigStorageTest, SaveLeavesValuesOthersChangedMeanwhile) {
   EXPECT_EQ(name, L"theirs");
 }
 
+TEST_F(ConfigStorageTest, ChangesThroughHeldNodesAreSaved) {
+  ut::ConfigRegistryStorage storage(L"Test/", false);
+  const ut::ConfigNodePtr root = storage.load();
+  const ut::ConfigNodePtr deep = root->childAt(L"Sub/Deep");
+  const ut::ConfigNodePtr count = root->childAt(L"Number");
+  ASSERT_TRUE(storage.save(root));  // clears every touched mark
+  ASSERT_TRUE(count->setULong(11));
+  ASSERT_TRUE(deep->childAt(L"Value")->setULong(12));
+  ASSERT_TRUE(storage.save(root));
+  const ut::ConfigNodePtr reloaded = ut::ConfigRegistryStorage(L"Test/", true).load();
+  EXPECT_EQ(number(reloaded, L"Number"), 11u);
+  EXPECT_EQ(number(reloaded, L"Sub/Deep/Value"), 12u);
+}
+
 TEST_F(ConfigStorageTest, ReadOnlyStorageRefusesToSave) {
   ut::ConfigRegistryStorage storage(L"Test/", true);
   EXPECT_FALSE(storage.save(storage.load()));

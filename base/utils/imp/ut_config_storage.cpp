@@ -129,8 +129,9 @@ struct internal::ConfigSnapshot {
 namespace {
 
 // Writes the children of `group` at the configuration object's current path. `rewrite`: the store's
-// copy of this group was deleted, so everything must be written; otherwise untouched groups and values
-// that the store already holds are passed over.
+// copy of this group was deleted, so everything must be written; otherwise values that the store already
+// holds are passed over. Every group is walked, touched or not: a caller holding a node can change it
+// without touching the groups above it.
 class TreeWriter {
  public:
   // `saved` learns every value written.
@@ -155,7 +156,6 @@ class TreeWriter {
     }
     if (node->type() == ConfigValBase::eNoNode) return true;
     if (!node->isGroup()) return (m_saved.unchanged(node, parent) && !rewrite) || writeValue(*node, name);
-    if (!rewrite && !node->isTouched()) return true;
     m_config.SetPath(name);
     const bool ok = writeChildren(*node, rewrite);
     m_config.SetPath(L"..");
