@@ -79,14 +79,13 @@ struct internal::ConfigSnapshot {
     ConfigValBase::Type type;
     unsigned long number;
     OdString text;
-    bool operator==(const Value&) const = default;
   };
   struct Saved {
+    const ConfigNodeBase* entry;
     std::weak_ptr<ConfigNodeBase> node;
     const ConfigNodeBase* parent;
     Value value;
   };
-  std::unordered_map<const ConfigNodeBase*, Saved> entries;
 
   static Value valueOf(const ConfigNodeBase& node) {
     Value value{node.type(), 0, OdString()};
@@ -101,20 +100,43 @@ struct internal::ConfigSnapshot {
       if (child->isGroup()) {
         add(*child);
       } else {
-        entries[child.get()] = {child, &group, valueOf(*child)};
+        m_saved.push_back({child.get(), child, &group, valueOf(*child)});
       }
     }
   }
 
+  // Starts a walk of the tree in the order add() walked it.
+  void rewind() { m_next = 0; }
+
   // Whether the store holds what `entry` holds; if not, `entry` is taken as written from now on.
   bool unchanged(const ConfigNodePtr& entry, const ConfigNodeBase& parent) {
-    Saved& saved = entries[entry.get()];
-    if (saved.node.lock() == entry && saved.parent == &parent && holds(saved.value, *entry)) return true;
-    saved = {entry, &parent, valueOf(*entry)};
+    Saved* saved = find(entry.get());
+    if (saved && saved->node.lock() == entry && saved->parent == &parent && holds(saved->value, *entry)) {
+      return true;
+    }
+    if (saved) {
+      *saved = {entry.get(), entry, &parent, valueOf(*entry)};
+    } else {
+      m_saved.push_back({entry.get(), entry, &parent, valueOf(*entry)});
+      if (!m_index.empty()) m_index[entry.get()] = m_saved.size() - 1;
+    }
     return false;
   }
 
  private:
+  // A walk meets the entries in the order they were recorded unless the tree changed shape, so the
+  // next record is tried first; the index by node is made only when a walk strays.
+  Saved* find(const ConfigNodeBase* entry) {
+    if (m_next < m_saved.size() && m_saved[m_next].entry == entry) return &m_saved[m_next++];
+    if (m_index.empty()) {
+      for (size_t i = 0; i < m_saved.size(); ++i) m_index[m_saved[i].entry] = i;
+    }
+    const auto found = m_index.find(entry);
+    if (found == m_index.end()) return nullptr;
+    m_next = found->second + 1;
+    return &m_saved[found->second];
+  }
+
   // Compares without copying the entry's value out, which most entries of a save would cost.
   bool holds(const Value& value, const ConfigNodeBase& entry) {
     if (value.type != entry.type()) return false;
@@ -123,6 +145,9 @@ struct internal::ConfigSnapshot {
     return !entry.getString(m_text) || m_text == value.text;
   }
 
+  std::vector<Saved> m_saved;
+  size_t m_next = 0;
+  std::unordered_map<const ConfigNodeBase*, size_t> m_index;
   OdString m_text;  // reused, so that comparing strings allocates nothing once it has grown
 };
 
@@ -212,6 +237,7 @@ bool ConfigStorageWx::save(const ConfigNodePtr& root) {
   bool ok = true;
   if (root->type() != ConfigValBase::eNoNode) {
     cfg->SetPath(group);
+    m_saved->rewind();
     ok = TreeWriter(*cfg, *m_saved).writeChildren(*root, rewrite);
     cfg->SetPath(L"/");
   }
