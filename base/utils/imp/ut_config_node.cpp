@@ -184,9 +184,10 @@ ConfigNodePtr ConfigContainerNode::lookUp(std::wstring_view name) {
 bool ConfigContainerNode::addChild(ConfigNodePtr child) {
   m_touched = true;
   if (!child || child.get() == this || child->path().isEmpty()) return false;
-  const auto old = m_children.find(child->path().view());
-  if (old == m_children.end()) {
-    m_children.insert(std::move(child));
+  // One search finds both the child of that name and, when there is none, where the new one goes.
+  const auto old = m_children.lower_bound(child->path().view());
+  if (old == m_children.end() || m_children.key_comp()(child->path().view(), *old)) {
+    m_children.insert(old, std::move(child));
     return true;
   }
   const auto next = m_children.erase(old);
