@@ -17,6 +17,18 @@ inline bool equalNoCase(std::wstring_view a, std::wstring_view b) {
   return a.size() == b.size() && compareNoCase(a, b) == 0;
 }
 
+// Hash and equality of names ignoring case, for unordered containers that look names up without
+// making a case-folded copy first.
+struct NoCaseHash {
+  using is_transparent = void;
+  size_t operator()(std::wstring_view name) const noexcept;
+};
+
+struct NoCaseEqual {
+  using is_transparent = void;
+  bool operator()(std::wstring_view a, std::wstring_view b) const noexcept { return equalNoCase(a, b); }
+};
+
 // `name` with every character upper-cased as compareNoCase does: two names compare equal exactly when
 // their folded forms are the same, so the folded form can serve as a key.
 std::wstring foldCase(std::wstring_view name);

@@ -38,7 +38,8 @@ struct RegistryConfig::Impl {
   struct KeyCache {
     std::unique_ptr<RegistryKey> key;
     std::optional<std::vector<platform::RegistryValue>> values;  // in the store's order
-    std::unordered_map<std::wstring, size_t> valueIndex;         // by case-folded name
+    std::unordered_map<std::wstring, size_t, internal::NoCaseHash, internal::NoCaseEqual>
+        valueIndex;  // by name
     std::optional<std::vector<std::wstring>> subKeys;
   };
 
@@ -98,7 +99,7 @@ struct RegistryConfig::Impl {
     if (!cached.values) {
       cached.values = cached.key->values();
       for (size_t i = 0; i < cached.values->size(); ++i) {
-        cached.valueIndex[internal::foldCase((*cached.values)[i].name)] = i;
+        cached.valueIndex.emplace((*cached.values)[i].name, i);
       }
     }
     return *cached.values;
@@ -113,7 +114,7 @@ struct RegistryConfig::Impl {
       return read ? &*read : nullptr;
     }
     cachedValues(*cached);
-    const auto found = cached->valueIndex.find(internal::foldCase(at.name));
+    const auto found = cached->valueIndex.find(std::wstring_view(at.name));
     return found == cached->valueIndex.end() ? nullptr : &(*cached->values)[found->second];
   }
 
