@@ -57,27 +57,29 @@ struct NamedSnapshot {
   KeySnapshot tree;
 };
 
-KeySnapshot snapshot(ERootKey root, const std::wstring& path, bool recursive) {
-  std::string ignored;
+KeySnapshot snapshot(RegistryKey& key, bool recursive) {
   KeySnapshot result;
-  const auto key = platform::openRegistryKey(root, path, false, false, ignored);
-  if (!key) return result;
-  result.values = key->values();
+  result.values = key.values();
   if (!recursive) return result;
-  for (std::wstring& name : key->subKeyNames()) {
-    KeySnapshot sub = snapshot(root, path + L"\\" + name, true);
-    result.subKeys.push_back({std::move(name), std::move(sub)});
+  for (std::wstring& name : key.subKeyNames()) {
+    std::string ignored;
+    if (const auto sub = key.openSubKey(name, false, false, ignored)) {
+      result.subKeys.push_back({std::move(name), snapshot(*sub, true)});
+    }
   }
   return result;
 }
 
-bool restore(ERootKey root, const std::wstring& path, const KeySnapshot& tree) {
+// Writes `tree` into `key`; every failure is reported, and the rest is written all the same.
+bool restore(RegistryKey& key, const KeySnapshot& tree) {
   std::string error;
-  const auto key = platform::openRegistryKey(root, path, true, true, error);
-  bool ok = key != nullptr;
+  bool ok = true;
   for (const RegistryValue& value : tree.values)
-    ok = key && key->writeValue(value.name, value.type, value.data, error) && ok;
-  for (const NamedSnapshot& sub : tree.subKeys) ok = restore(root, path + L"\\" + sub.name, sub.tree) && ok;
+    ok = key.writeValue(value.name, value.type, value.data, error) && ok;
+  for (const NamedSnapshot& sub : tree.subKeys) {
+    const auto child = key.openSubKey(sub.name, true, true, error);
+    ok = child && restore(*child, sub.tree) && ok;
+  }
   if (!error.empty()) callAssert("ut::Registry::copyKey", error.c_str(), __FILE__, __LINE__);
   return ok;
 }
@@ -223,10 +225,12 @@ bool Registry::deleteKey(ERootKey root, const OdString& path) {
 
 bool Registry::copyKey(ERootKey from, ERootKey to, const OdString& fromPath, const OdString& toPath,
                        bool recursive) {
-  if (!verifyKey(from, fromPath)) return false;
-  const KeySnapshot tree = snapshot(from, fromPath.str(), recursive);
+  const auto source = openKey("ut::Registry::copyKey", from, fromPath, false, false);
+  if (!source) return false;
+  const KeySnapshot tree = snapshot(*source, recursive);
   platform::RegistryTransaction transaction(to);
-  return transaction.active() && restore(to, toPath.str(), tree) && transaction.commit();
+  const auto target = openKey("ut::Registry::copyKey", to, toPath, true, true);
+  return transaction.active() && target && restore(*target, tree) && transaction.commit();
 }
 
 }  // namespace ut

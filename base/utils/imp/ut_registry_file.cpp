@@ -33,16 +33,13 @@ bool report(const char* operation, const std::string& message) {
 
 std::string narrow(const OdString& text) { return std::string(wxString(text.c_str()).utf8_str()); }
 
-void addKeyTree(regfile::Writer& writer, const std::wstring& fullPath, const RegistryKey& key, ERootKey root,
-                const std::wstring& path) {
+void addKeyTree(regfile::Writer& writer, const std::wstring& fullPath, RegistryKey& key) {
   writer.addKey(fullPath);
   for (const RegistryValue& value : key.values()) writer.addValue({value.name, value.type, value.data});
   for (const std::wstring& name : key.subKeyNames()) {
     std::string ignored;
-    const std::wstring subPath = path.empty() ? name : path + L"\\" + name;
-    if (const auto sub = platform::openRegistryKey(root, subPath, false, false, ignored)) {
-      addKeyTree(writer, fullPath + L"\\" + name, *sub, root, subPath);
-    }
+    if (const auto sub = key.openSubKey(name, false, false, ignored))
+      addKeyTree(writer, fullPath + L"\\" + name, *sub);
   }
 }
 
@@ -180,7 +177,7 @@ bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTy
   if (!opened) return report(kExportKey, "Failed to open registry key");
   regfile::Writer writer(exactTypes);
   const std::wstring rootName(regfile::rootName(rooted->root));
-  addKeyTree(writer, path.empty() ? rootName : rootName + L"\\" + path, *opened, rooted->root, path);
+  addKeyTree(writer, path.empty() ? rootName : rootName + L"\\" + path, *opened);
   return writeFile(kExportKey, file, writer.bytes());
 }
 
