@@ -37,7 +37,7 @@ const std::filesystem::path& workDir() {
 void fill(wxConfigBase& config) {
   for (int g = 0; g < kGroups; ++g) {
     for (int k = 0; k < kKeysPerGroup; ++k) {
-      const wxString key = wxString::Format("/Bench/Group%d/Key%d/", g, k);
+      const wxString key = wxString::Format("/Software/Korvani/VeltoCAD/Bench/Group%d/Key%d/", g, k);
       for (int v = 0; v < kValuesPerKey; ++v) {
         if (v % 2) {
           config.Write(key + wxString::Format("Value%d", v), static_cast<long>(g * 1000 + k * 10 + v));
@@ -54,7 +54,7 @@ void prepare() {
   if (prepared) return;
   prepared = true;
   workDir();
-  ut::RegistryConfig registry(L"VeltoCAD", L"Korvani");
+  ut::RegistryConfig registry(ut::eCurrentUser, OdString());
   registry.beginTransaction();
   fill(registry);
   registry.commitTransaction();
@@ -80,7 +80,7 @@ template <class Storage>
 void load(benchmark::State& state) {
   prepare();
   for (auto _ : state) {
-    Storage storage(L"Bench/", false);
+    Storage storage(L"Software/Korvani/VeltoCAD/Bench/", false);
     benchmark::DoNotOptimize(storage.load());
   }
 }
@@ -88,7 +88,7 @@ void load(benchmark::State& state) {
 template <class Storage>
 void save(benchmark::State& state) {
   prepare();
-  Storage storage(L"Bench/", false);
+  Storage storage(L"Software/Korvani/VeltoCAD/Bench/", false);
   const ut::ConfigNodePtr root = storage.load();
   int round = 0;
   for (auto _ : state) {

@@ -19,10 +19,17 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_registry_file.cpp
   base/utils/imp/ut_registry_config.cpp
   base/utils/imp/ut_config_storage.cpp
+  base/utils/imp/ut_config_area.cpp
   base/utils/imp/ut_config_base.cpp
+  base/utils/imp/ut_config.cpp
+  base/utils/imp/ut_profile.cpp
+  base/utils/imp/ut_profile_file.cpp
+  base/utils/imp/ut_file_bytes.cpp
+  base/utils/imp/ut_trace.cpp
   base/utils/imp/ut_dev_settings.cpp
   base/utils/imp/posix/registry_hive.cpp
   base/utils/imp/posix/text_platform.cpp
+  base/utils/imp/posix/system.cpp
 )
 
 add_library(qxutils SHARED ${QXUTILS_SOURCES})
@@ -42,4 +49,7 @@ target_include_directories(qxutils
     ${PROJECT_SOURCE_DIR}/base/utils/imp)
 target_link_libraries(qxutils
   PUBLIC Boost::headers wxWidgets::wxWidgets
-  PRIVATE PkgConfig::FRIBIDI SQLite::SQLite3)
+  PRIVATE PkgConfig::FRIBIDI SQLite::SQLite3 nlohmann_json::nlohmann_json)
+# The suffix of the version key ("V26x64" and this) that tells builds of one version apart.
+set(QXUTILS_BUILD_VARIANT "" CACHE STRING "Build-variant suffix of the configuration's version key")
+target_compile_definitions(qxutils PRIVATE QX_BUILD_VARIANT="${QXUTILS_BUILD_VARIANT}")

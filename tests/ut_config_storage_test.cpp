@@ -14,6 +14,7 @@
 namespace {
 
 const OdString kProductKey = L"Software\\Korvani\\VeltoCAD";
+const OdString kTest = L"Software/Korvani/VeltoCAD/Test/";
 
 unsigned long number(const ut::ConfigNodePtr& root, const wchar_t* path) {
   unsigned long value = 0;
@@ -44,7 +45,7 @@ class ConfigStorageTest : public testing::Test {
 };
 
 TEST_F(ConfigStorageTest, LoadsTheTreeUnderItsRoot) {
-  ut::ConfigRegistryStorage storage(L"Test/", false);
+  ut::ConfigRegistryStorage storage(kTest, false);
   const ut::ConfigNodePtr root = storage.load();
   ASSERT_TRUE(root);
   EXPECT_TRUE(root->isGroup());
@@ -57,7 +58,7 @@ TEST_F(ConfigStorageTest, LoadsTheTreeUnderItsRoot) {
 }
 
 TEST_F(ConfigStorageTest, SaveWritesChangesTombstonesAndReplacements) {
-  ut::ConfigRegistryStorage storage(L"Test/", false);
+  ut::ConfigRegistryStorage storage(kTest, false);
   const ut::ConfigNodePtr root = storage.load();
   ASSERT_TRUE(root->childAt(L"Number")->setULong(2));
   ASSERT_TRUE(root->removeChild(root->childAt(L"Old")));
@@ -68,7 +69,7 @@ TEST_F(ConfigStorageTest, SaveWritesChangesTombstonesAndReplacements) {
   ASSERT_TRUE(root->addChild(fresh));  // replaces Sub whole
   ASSERT_TRUE(storage.save(root));
 
-  const ut::ConfigNodePtr reloaded = ut::ConfigRegistryStorage(L"Test/", false).load();
+  const ut::ConfigNodePtr reloaded = ut::ConfigRegistryStorage(kTest, false).load();
   EXPECT_EQ(number(reloaded, L"Number"), 2u);
   EXPECT_EQ(text(reloaded, L"Name"), L"one");
   EXPECT_FALSE(reloaded->childAt(L"Old"));
@@ -78,7 +79,7 @@ TEST_F(ConfigStorageTest, SaveWritesChangesTombstonesAndReplacements) {
 }
 
 TEST_F(ConfigStorageTest, SaveLeavesValuesOthersChangedMeanwhile) {
-  ut::ConfigRegistryStorage mine(L"Test/", false);
+  ut::ConfigRegistryStorage mine(kTest, false);
   const ut::ConfigNodePtr root = mine.load();
   ut::RegistryConfig(L"VeltoCAD", L"Korvani").Write("/Test/Name", wxString("theirs"));
   ASSERT_TRUE(root->childAt(L"Number")->setULong(3));
@@ -91,7 +92,7 @@ TEST_F(ConfigStorageTest, SaveLeavesValuesOthersChangedMeanwhile) {
 }
 
 TEST_F(ConfigStorageTest, ChangesThroughHeldNodesAreSaved) {
-  ut::ConfigRegistryStorage storage(L"Test/", false);
+  ut::ConfigRegistryStorage storage(kTest, false);
   const ut::ConfigNodePtr root = storage.load();
   const ut::ConfigNodePtr deep = root->childAt(L"Sub/Deep");
   const ut::ConfigNodePtr count = root->childAt(L"Number");
@@ -99,26 +100,26 @@ TEST_F(ConfigStorageTest, ChangesThroughHeldNodesAreSaved) {
   ASSERT_TRUE(count->setULong(11));
   ASSERT_TRUE(deep->childAt(L"Value")->setULong(12));
   ASSERT_TRUE(storage.save(root));
-  const ut::ConfigNodePtr reloaded = ut::ConfigRegistryStorage(L"Test/", true).load();
+  const ut::ConfigNodePtr reloaded = ut::ConfigRegistryStorage(kTest, true).load();
   EXPECT_EQ(number(reloaded, L"Number"), 11u);
   EXPECT_EQ(number(reloaded, L"Sub/Deep/Value"), 12u);
 }
 
 TEST_F(ConfigStorageTest, ReadOnlyStorageRefusesToSave) {
-  ut::ConfigRegistryStorage storage(L"Test/", true);
+  ut::ConfigRegistryStorage storage(kTest, true);
   EXPECT_FALSE(storage.save(storage.load()));
 }
 
 TEST_F(ConfigStorageTest, TwoProcessesSavingOneGroupBothKeepTheirChanges) {
-  qxtest::ChildProcess first({QX_HIVE_CHILD_PATH, "save", "Test/", "Number", "41"});
-  qxtest::ChildProcess second({QX_HIVE_CHILD_PATH, "save", "Test/", "Sub/Kept", "42"});
+  qxtest::ChildProcess first({QX_HIVE_CHILD_PATH, "save", "Software/Korvani/VeltoCAD/Test/", "Number", "41"});
+  qxtest::ChildProcess second({QX_HIVE_CHILD_PATH, "save", "Software/Korvani/VeltoCAD/Test/", "Sub/Kept", "42"});
   ASSERT_EQ(first.readLine(), "loaded");
   ASSERT_EQ(second.readLine(), "loaded");
   first.writeLine("go");
   second.writeLine("go");
   EXPECT_EQ(first.readLine(), "saved");
   EXPECT_EQ(second.readLine(), "saved");
-  const ut::ConfigNodePtr root = ut::ConfigRegistryStorage(L"Test/", true).load();
+  const ut::ConfigNodePtr root = ut::ConfigRegistryStorage(kTest, true).load();
   EXPECT_EQ(number(root, L"Number"), 41u);
   EXPECT_EQ(number(root, L"Sub/Kept"), 42u);
 }
@@ -126,7 +127,7 @@ TEST_F(ConfigStorageTest, TwoProcessesSavingOneGroupBothKeepTheirChanges) {
 TEST_F(ConfigStorageTest, SaveKilledMidwayLeavesAllOrNothing) {
   constexpr int kEntries = 20000;
   const std::filesystem::path wal = m_dir.path() / "user.hive-wal";
-  qxtest::ChildProcess child({QX_HIVE_CHILD_PATH, "bigsave", "Big/", std::to_string(kEntries)});
+  qxtest::ChildProcess child({QX_HIVE_CHILD_PATH, "bigsave", "Software/Big/", std::to_string(kEntries)});
   ASSERT_EQ(child.readLine(), "saving");
   // Kill once the save has spilled a few megabytes into the log: well inside its 20 MB.
   for (int i = 0; i < 2000 && !(std::filesystem::exists(wal) && std::filesystem::file_size(wal) > (4u << 20));
@@ -134,7 +135,7 @@ TEST_F(ConfigStorageTest, SaveKilledMidwayLeavesAllOrNothing) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   child.kill();
-  const ut::ConfigNodePtr root = ut::ConfigRegistryStorage(L"Big/", true).load();
+  const ut::ConfigNodePtr root = ut::ConfigRegistryStorage(L"Software/Big/", true).load();
   size_t entries = 0;
   if (root) {
     for (const ut::ConfigNodePtr& group : root->children()) entries += group->children().size();
@@ -143,7 +144,7 @@ TEST_F(ConfigStorageTest, SaveKilledMidwayLeavesAllOrNothing) {
 }
 
 TEST_F(ConfigStorageTest, ConfigBaseReadsWritesAndFlushes) {
-  ut::ConfigBase area(L"Test/");
+  ut::ConfigBase area(kTest);
   ASSERT_TRUE(area.isInited());
   long number = 0;
   bool flag = false;
@@ -166,7 +167,7 @@ TEST_F(ConfigStorageTest, ConfigBaseReadsWritesAndFlushes) {
   EXPECT_EQ(area.countEntries(L"New/"), 1);
   ASSERT_TRUE(area.flush());
 
-  const ut::ConfigBase reloaded(L"Test/");
+  const ut::ConfigBase reloaded(kTest);
   EXPECT_TRUE(reloaded.read(L"New/Deep/Level", number));
   EXPECT_EQ(number, -3);
   EXPECT_TRUE(reloaded.read(L"New/On", flag) && flag);
@@ -213,7 +214,7 @@ TEST_F(ConfigStorageTest, GroupExportReportsBadArguments) {
   const std::string noFile = (m_dir.path() / "no" / "g.reg").string();
   EXPECT_EQ(reports, (std::vector<std::string>{"ut::exportGroup: Bad group path: ",
                                                "ut::exportGroup: Config group not found: Missing/",
-                                               "ut::exportGroup: Failed to create file " + noFile}));
+                                               "ut::exportGroup: Failed to write file " + noFile}));
 }
 
 TEST(TypesafeFileConfigTest, KindsSurviveTheFile) {

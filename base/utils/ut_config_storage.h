@@ -2,7 +2,7 @@
 // store reads the whole tree under its root path into nodes, and writes a tree back honouring the
 // markers that deletions and replacements left in it.
 //
-//   ut::ConfigRegistryStorage store(L"Profiles/Default/", false);  // under ...\Korvani\VeltoCAD
+//   ut::ConfigRegistryStorage store(L"Software/Korvani/Test/", false);  // HKEY_CURRENT_USER\Software\...
 //   ut::ConfigNodePtr root = store.load();
 //   root->childAt(L"Plot/Scale")->setULong(2);
 //   root->childAt(L"Plot")->removeChild(root->childAt(L"Plot/Old"));
@@ -28,6 +28,7 @@ namespace ut {
 
 namespace internal {
 struct ConfigSnapshot;
+class DirectStore;
 }
 
 class ConfigStorageBase {
@@ -44,7 +45,7 @@ class ConfigStorageBase {
 
 class ConfigStorage : public ConfigStorageBase {
  public:
-  // `path`: the root, a group path such as "Profiles/Default/".
+  // `path`: the root, a group path from the root of the store such as "Software/Korvani/Test/".
   explicit ConfigStorage(const OdString& path) : m_path(path) {}
   ~ConfigStorage() override = default;
   [[nodiscard]] const OdString& path() const { return m_path; }
@@ -77,7 +78,7 @@ class ConfigStorageWx : public ConfigStorage {
   std::unique_ptr<internal::ConfigSnapshot> m_saved;
 };
 
-// The registry under HKEY_CURRENT_USER\Software\Korvani\VeltoCAD.
+// The registry; paths start under HKEY_CURRENT_USER.
 class ConfigRegistryStorage : public ConfigStorageWx {
  public:
   ConfigRegistryStorage(const OdString& path, bool readOnly);
@@ -91,8 +92,7 @@ class ConfigRegistryStorage : public ConfigStorageWx {
   bool endSave(bool success) override;
 
  private:
-  struct Impl;
-  std::unique_ptr<Impl> m_impl;
+  std::unique_ptr<internal::DirectStore> m_store;
 };
 
 // A wxWidgets configuration file that keeps each value's kind: a number written is read back as a
@@ -112,7 +112,8 @@ class TypesafeFileConfig : public wxFileConfig {
   bool DoWriteLong(const wxString& key, long value) override;
 };
 
-// A configuration file; ConfigFileStorage::fileName() names it.
+// A configuration file; ConfigFileStorage::fileName() names it. Its groups are the registry's keys under
+// HKEY_CURRENT_USER, so a tree has the same paths in both stores.
 class ConfigFileStorage : public ConfigStorageWx {
  public:
   ConfigFileStorage(const OdString& path, bool readOnly);
@@ -121,7 +122,7 @@ class ConfigFileStorage : public ConfigStorageWx {
 
   // Whether the configuration lives in a file rather than in the registry (ConfigManagerBase's stores
   // follow this), and which file: an empty name stands for "config" in the user's configuration
-  // directory ($XDG_CONFIG_HOME/Korvani, else ~/.config/Korvani).
+  // directory (Config::getConfigFileName()).
   static void use(bool inUse, const OdString& fileName = OdString());
   [[nodiscard]] static bool inUse();
   [[nodiscard]] static OdString fileName();
@@ -130,7 +131,7 @@ class ConfigFileStorage : public ConfigStorageWx {
   bool endSave(bool success) override;
 
  private:
-  std::unique_ptr<TypesafeFileConfig> m_config;
+  std::unique_ptr<internal::DirectStore> m_store;
 };
 
 // The base of objects that own a configuration tree, with the store services they share. The store is
@@ -155,11 +156,11 @@ class ConfigManagerBase {
 // A configuration area of its own, such as a module's settings group, read and written by paths relative
 // to its root: "Plot/" is a group, "Plot/Scale" an entry. Changes stay in memory until flush().
 //
-//   ut::ConfigBase settings(L"Modules/Render/");
+//   ut::ConfigBase settings(L"Software/Korvani/Render/");
 //   settings.writeLong(L"Quality/Level", 3);
 //   long level = 0;
 //   settings.read(L"quality/level", level);     // true, level == 3
-//   settings.flush();                          // the store holds Modules/Render/Quality/Level
+//   settings.flush();                          // the store holds Software/Korvani/Render/Quality/Level
 class ConfigBase : public ConfigManagerBase {
  public:
   explicit ConfigBase(const OdString& rootPath);

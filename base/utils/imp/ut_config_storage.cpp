@@ -1,5 +1,7 @@
 #include "ut_config_storage.h"
 
+#include "ut_config.h"
+#include "ut_config_area.h"
 #include "ut_config_names.h"
 #include "ut_nocase.h"
 #include "ut_registry_config.h"
@@ -8,7 +10,6 @@
 #include <wx/filename.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <mutex>
 #include <unordered_map>
@@ -17,9 +18,6 @@
 namespace ut {
 
 namespace {
-
-constexpr const wchar_t* kVendorName = L"Korvani";
-constexpr const wchar_t* kProductName = L"VeltoCAD";
 
 // A group path of the tree ("Profiles/Default/") as an absolute wxWidgets path ("/Profiles/Default").
 wxString absoluteGroup(const OdString& path) {
@@ -249,33 +247,88 @@ bool ConfigStorageWx::save(const ConfigNodePtr& root) {
   return true;
 }
 
-// --- Registry ---
+// --- The stores themselves ---
 
-struct ConfigRegistryStorage::Impl {
-  RegistryConfig config{kProductName, kVendorName};
+namespace {
+
+// Which store the configuration lives in, for the whole process.
+struct FileStorageSetting {
+  std::mutex mutex;
+  bool inUse = false;
+  OdString fileName;
 };
 
+FileStorageSetting& fileStorageSetting() {
+  static FileStorageSetting setting;
+  return setting;
+}
+
+wxString companyName() { return Config::regCompany().c_str(); }
+wxString productName() { return Config::regProduct().c_str(); }
+
+// The registry from HKEY_CURRENT_USER down: the stores' paths are the configuration's own paths.
+class RegistryStore : public internal::DirectStore {
+ public:
+  RegistryStore() : m_config(eCurrentUser, OdString()) {}
+  wxConfigBase& config() override { return m_config; }
+  bool begin(bool write) override { return m_config.beginTransaction(write); }
+  bool commit() override { return m_config.commitTransaction(); }
+  void rollback() override { m_config.rollbackTransaction(); }
+
+ private:
+  RegistryConfig m_config;
+};
+
+// The configuration file, read when the store is opened and replaced whole by commit().
+class FileStore : public internal::DirectStore {
+ public:
+  FileStore() : m_fileName(ConfigFileStorage::fileName()) { rollback(); }
+  wxConfigBase& config() override { return *m_config; }
+  bool begin(bool) override { return true; }
+  bool commit() override {
+    wxFileName::Mkdir(wxFileName(m_fileName.c_str()).GetPath(), wxS_DIR_DEFAULT, wxPATH_MKDIR_FULL);
+    return m_config->Flush();
+  }
+  // What was changed in memory goes: the file still holds the last complete change.
+  void rollback() override {
+    m_config = std::make_unique<TypesafeFileConfig>(productName(), companyName(), m_fileName.c_str());
+  }
+
+ private:
+  OdString m_fileName;
+  std::unique_ptr<TypesafeFileConfig> m_config;
+};
+
+bool endTransaction(internal::DirectStore& store, bool success) {
+  if (success) return store.commit();
+  store.rollback();
+  return false;
+}
+
+}  // namespace
+
+std::unique_ptr<internal::DirectStore> internal::openDirectStore() {
+  if (ConfigFileStorage::inUse()) return std::make_unique<FileStore>();
+  return std::make_unique<RegistryStore>();
+}
+
 ConfigRegistryStorage::ConfigRegistryStorage(const OdString& path, bool readOnly)
-    : ConfigStorageWx(path, readOnly), m_impl(std::make_unique<Impl>()) {
+    : ConfigStorageWx(path, readOnly), m_store(std::make_unique<RegistryStore>()) {
   // A store gives back values exactly as they were written, "$HOME" included.
-  m_impl->config.SetExpandEnvVars(false);
+  m_store->config().SetExpandEnvVars(false);
 }
 
 ConfigRegistryStorage::~ConfigRegistryStorage() = default;
 
-wxConfigBase* ConfigRegistryStorage::config() { return &m_impl->config; }
+wxConfigBase* ConfigRegistryStorage::config() { return &m_store->config(); }
 
-void ConfigRegistryStorage::beginLoad() { m_impl->config.beginTransaction(false); }
+void ConfigRegistryStorage::beginLoad() { m_store->begin(false); }
 
-void ConfigRegistryStorage::endLoad() { m_impl->config.commitTransaction(); }
+void ConfigRegistryStorage::endLoad() { m_store->commit(); }
 
-bool ConfigRegistryStorage::beginSave() { return m_impl->config.beginTransaction(); }
+bool ConfigRegistryStorage::beginSave() { return m_store->begin(true); }
 
-bool ConfigRegistryStorage::endSave(bool success) {
-  if (success) return m_impl->config.commitTransaction();
-  m_impl->config.rollbackTransaction();
-  return false;
-}
+bool ConfigRegistryStorage::endSave(bool success) { return endTransaction(*m_store, success); }
 
 // --- File ---
 
@@ -293,24 +346,6 @@ bool isNumberText(std::wstring_view text) {
 bool startsLikeNumber(std::wstring_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(L'\\'), text.size()));
   return text.starts_with(L"dword:");
-}
-
-// Which store the configuration lives in, for the whole process.
-struct FileStorageSetting {
-  std::mutex mutex;
-  bool inUse = false;
-  OdString fileName;
-};
-
-FileStorageSetting& fileStorageSetting() {
-  static FileStorageSetting setting;
-  return setting;
-}
-
-OdString defaultFileName() {
-  const char* xdg = std::getenv("XDG_CONFIG_HOME");
-  const wxString base = xdg && *xdg ? wxString(xdg) : wxString(std::getenv("HOME")) + L"/.config";
-  return OdString((base + L"/Korvani/config").wc_str());
 }
 
 }  // namespace
@@ -359,23 +394,15 @@ bool TypesafeFileConfig::DoWriteLong(const wxString& key, long value) {
 }
 
 ConfigFileStorage::ConfigFileStorage(const OdString& path, bool readOnly)
-    : ConfigStorageWx(path, readOnly),
-      m_config(std::make_unique<TypesafeFileConfig>(kProductName, kVendorName, fileName().c_str())) {}
+    : ConfigStorageWx(path, readOnly), m_store(std::make_unique<FileStore>()) {
+  m_store->config().SetExpandEnvVars(false);
+}
 
 ConfigFileStorage::~ConfigFileStorage() = default;
 
-wxConfigBase* ConfigFileStorage::config() { return m_config.get(); }
+wxConfigBase* ConfigFileStorage::config() { return &m_store->config(); }
 
-bool ConfigFileStorage::endSave(bool success) {
-  if (success) {
-    wxFileName::Mkdir(wxFileName(fileName().c_str()).GetPath(), wxS_DIR_DEFAULT, wxPATH_MKDIR_FULL);
-    success = m_config->Flush();
-  }
-  // What a failed save left in memory goes: the file still holds the last complete save.
-  if (!success)
-    m_config = std::make_unique<TypesafeFileConfig>(kProductName, kVendorName, fileName().c_str());
-  return success;
-}
+bool ConfigFileStorage::endSave(bool success) { return endTransaction(*m_store, success); }
 
 void ConfigFileStorage::use(bool inUse, const OdString& fileName) {
   FileStorageSetting& setting = fileStorageSetting();
@@ -393,7 +420,7 @@ bool ConfigFileStorage::inUse() {
 OdString ConfigFileStorage::fileName() {
   FileStorageSetting& setting = fileStorageSetting();
   std::lock_guard lock(setting.mutex);
-  return setting.fileName.isEmpty() ? defaultFileName() : setting.fileName;
+  return setting.fileName.isEmpty() ? Config::getConfigFileName() : setting.fileName;
 }
 
 // --- Managers ---

@@ -1,6 +1,6 @@
 #include "ut_dev_settings.h"
 
-#include "ut_assert.h"
+#include "ut_report.h"
 #include "ut_string.h"
 
 #include <wx/string.h>
@@ -10,7 +10,7 @@ namespace ut {
 namespace {
 
 void report(const char* operation, const OdString& message) {
-  callAssert(operation, wxString(message.c_str()).utf8_str(), __FILE__, __LINE__);
+  internal::report(operation, wxString(message.c_str()));
 }
 
 // The switch of that name without reporting a miss.

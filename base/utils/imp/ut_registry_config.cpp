@@ -60,7 +60,8 @@ struct RegistryConfig::Impl {
   void forget() const { cache.clear(); }
 
   std::wstring keyPath(const std::wstring& group) const {
-    return group.empty() ? rootPath.str() : rootPath.str() + L"\\" + group;
+    if (group.empty() || rootPath.isEmpty()) return group.empty() ? rootPath.str() : group;
+    return rootPath.str() + L"\\" + group;
   }
 
   // Opens `group` (for writing, or creating it), from its parent's open key where that is at hand.

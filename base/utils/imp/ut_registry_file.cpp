@@ -3,14 +3,13 @@
 #include "ut_registry.h"
 
 #include "registry_platform.h"
-#include "ut_assert.h"
 #include "ut_config_names.h"
+#include "ut_file_bytes.h"
 #include "ut_regfile.h"
+#include "ut_report.h"
 #include "ut_registry_values.h"
 #include "ut_utf16.h"
 
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 
@@ -26,10 +25,7 @@ namespace regfile = internal::regfile;
 constexpr const char* kExportKey = "ut::Registry::exportKey";
 constexpr const char* kImportKey = "ut::Registry::importKey";
 
-bool report(const char* operation, const std::string& message) {
-  callAssert(operation, message.c_str(), __FILE__, __LINE__);
-  return false;
-}
+using internal::report;
 
 std::string narrow(const OdString& text) { return std::string(wxString(text.c_str()).utf8_str()); }
 
@@ -44,11 +40,7 @@ void addKeyTree(regfile::Writer& writer, const std::wstring& fullPath, RegistryK
 }
 
 bool writeFile(const char* operation, const OdString& file, const std::string& bytes) {
-  std::ofstream out(narrow(file), std::ios::binary | std::ios::trunc);
-  if (!out) return report(operation, "Failed to create file " + narrow(file));
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  out.close();
-  return out || report(operation, "Failed to write to file " + narrow(file));
+  return internal::writeFileBytes(file, bytes) || report(operation, "Failed to write file " + narrow(file));
 }
 
 // --- Configuration groups ---
@@ -160,11 +152,6 @@ class Importer {
   int m_failedValues = 0;
 };
 
-std::optional<std::string> readFile(const OdString& file) {
-  std::ifstream in(narrow(file), std::ios::binary);
-  if (!in) return std::nullopt;
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 }  // namespace
 
 bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTypes) {
@@ -183,7 +170,7 @@ bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTy
 
 bool Registry::importKey(const OdString& file, bool replaceKeys) {
   if (file.isEmpty()) return report(kImportKey, "Bad arguments");
-  const std::optional<std::string> bytes = readFile(file);
+  const std::optional<std::string> bytes = internal::readFileBytes(file);
   if (!bytes) return report(kImportKey, "File not found");
   const regfile::ReadResult result = regfile::read(*bytes);
   if (!result.isRegistrationFile) return report(kImportKey, "Not a registration file: " + narrow(file));

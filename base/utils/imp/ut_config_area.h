@@ -1,0 +1,132 @@
+// Settings areas: a group of settings read and written by paths relative to it ("Plot/" a group,
+// "Plot/Scale" an entry), whether the group lives in a configuration tree in memory or in the store
+// itself. ConfigBase and Config work through them, so each operation exists once whatever holds the
+// settings.
+//
+//   TreeArea profile(profileNode);
+//   profile.writeNumber(L"Config/OSMODE", 4263);     // groups on the way are made
+//   StoreArea store(L"Software/Korvani/", true);
+//   store.writeText(L"Setup/Path", L"/opt");
+//   store.commit();                                  // one transaction of the store
+
+#ifndef QX_UT_CONFIG_AREA_H
+#define QX_UT_CONFIG_AREA_H
+
+#include "ut_config.h"
+#include "ut_config_node.h"
+
+#include <wx/confbase.h>
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+namespace ut::internal {
+
+using NameSink = std::function<void(const OdString& name)>;
+
+class SettingsArea {
+ public:
+  virtual ~SettingsArea() = default;
+
+  // "" is the area itself.
+  [[nodiscard]] virtual bool hasGroup(const OdString& path) = 0;
+  [[nodiscard]] virtual bool hasEntry(const OdString& path) = 0;
+  [[nodiscard]] virtual ECfgType entryType(const OdString& path) = 0;
+  // A dword, as the signed number it was written as.
+  virtual bool readNumber(const OdString& path, long& value) = 0;
+  virtual bool readText(const OdString& path, OdString& value) = 0;
+  // A number outside the 32-bit range is refused.
+  virtual bool writeNumber(const OdString& path, long value) = 0;
+  virtual bool writeText(const OdString& path, const OdString& value) = 0;
+  virtual bool remove(const OdString& path, bool isGroup) = 0;
+  // Overwrites what `to` held.
+  virtual bool copy(const OdString& from, const OdString& to, bool isGroup) = 0;
+  virtual bool list(const OdString& path, bool groups, const NameSink& add) = 0;
+  // Makes the changes lasting where the area is not a tree that is flushed later.
+  virtual bool commit() { return true; }
+
+  bool rename(const OdString& from, const OdString& to, bool isGroup);
+  int count(const OdString& path, bool groups);
+};
+
+// An area over a tree in memory; `root` empty makes every operation fail.
+class TreeArea : public SettingsArea {
+ public:
+  explicit TreeArea(ConfigNodePtr root) : m_root(std::move(root)) {}
+
+  bool hasGroup(const OdString& path) override;
+  bool hasEntry(const OdString& path) override;
+  ECfgType entryType(const OdString& path) override;
+  bool readNumber(const OdString& path, long& value) override;
+  bool readText(const OdString& path, OdString& value) override;
+  bool writeNumber(const OdString& path, long value) override;
+  bool writeText(const OdString& path, const OdString& value) override;
+  bool remove(const OdString& path, bool isGroup) override;
+  bool copy(const OdString& from, const OdString& to, bool isGroup) override;
+  bool list(const OdString& path, bool groups, const NameSink& add) override;
+
+  // The live group at `path` ("" the root); with `create` the missing groups on the way are made.
+  [[nodiscard]] ConfigNodePtr groupAt(const OdString& path, bool create);
+
+ private:
+  ConfigNodePtr entryForWriting(const OdString& path);
+
+  ConfigNodePtr m_root;
+};
+
+// An area of the store itself (the registry under HKEY_CURRENT_USER, or the configuration file in file
+// mode): reads see the store as it is, and the changes of a writing area become one change of the store
+// at commit(); an area destroyed without commit() leaves the store as it was.
+class DirectStore;
+
+class StoreArea : public SettingsArea {
+ public:
+  // `root`: a group path from the root of the store, "Software/Korvani/" ("" for the root itself).
+  StoreArea(const OdString& root, bool write);
+  ~StoreArea() override;
+
+  bool hasGroup(const OdString& path) override;
+  bool hasEntry(const OdString& path) override;
+  ECfgType entryType(const OdString& path) override;
+  bool readNumber(const OdString& path, long& value) override;
+  bool readText(const OdString& path, OdString& value) override;
+  bool writeNumber(const OdString& path, long value) override;
+  bool writeText(const OdString& path, const OdString& value) override;
+  bool remove(const OdString& path, bool isGroup) override;
+  bool copy(const OdString& from, const OdString& to, bool isGroup) override;
+  bool list(const OdString& path, bool groups, const NameSink& add) override;
+  bool commit() override;
+
+ private:
+  // The wxWidgets path of `path` inside the area, "/Software/Korvani/Setup/Path".
+  [[nodiscard]] wxString at(const OdString& path) const;
+  bool copyGroup(const wxString& from, const wxString& to);
+
+  std::unique_ptr<DirectStore> m_store;
+  wxString m_root;
+  bool m_open;
+};
+
+// The store itself, opened for direct use: the registry under HKEY_CURRENT_USER, or the configuration
+// file when ConfigFileStorage::inUse().
+class DirectStore {
+ public:
+  virtual ~DirectStore() = default;
+  [[nodiscard]] virtual wxConfigBase& config() = 0;
+  // Brackets reads that must agree with each other, or changes that must land together.
+  virtual bool begin(bool write) = 0;
+  virtual bool commit() = 0;
+  virtual void rollback() = 0;
+};
+[[nodiscard]] std::unique_ptr<DirectStore> openDirectStore();
+
+// Writes the settings a new profile starts with into `area`, each name prefixed with `group`.
+void writeShapeDefaults(SettingsArea& area, const OdString& group);
+
+// "a/b/c" gives "a/b" and "c"; "a/b/" gives "a" and "b"; "c" gives "" and "c".
+[[nodiscard]] std::pair<OdString, OdString> splitLastName(const OdString& path);
+
+}  // namespace ut::internal
+
+#endif
