@@ -9,6 +9,8 @@
 #include "ut_registry.h"
 #include "ut_registry_config.h"
 
+#include "bench_support.h"
+
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
@@ -23,15 +25,7 @@ constexpr int kKeysPerGroup = 10;
 constexpr int kValuesPerKey = 10;  // 10,000 values
 constexpr int kChanged = 1000;
 
-const std::filesystem::path& workDir() {
-  static const std::filesystem::path dir = [] {
-    std::string pattern = (std::filesystem::temp_directory_path() / "qxbench_XXXXXX").string();
-    const std::filesystem::path made = mkdtemp(pattern.data());
-    setenv("VELTOCAD_REGISTRY_DIR", made.c_str(), 1);
-    return made;
-  }();
-  return dir;
-}
+using qxbench::workDir;
 
 // Values alternate between numbers and strings, as settings do.
 void fill(wxConfigBase& config) {

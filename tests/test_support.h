@@ -5,6 +5,7 @@
 #define QX_TESTS_TEST_SUPPORT_H
 
 #include "OdString.h"
+#include "ut_assert.h"
 
 #include <signal.h>
 #include <spawn.h>
@@ -134,6 +135,36 @@ class ChildProcess {
   FILE* m_in = nullptr;
   FILE* m_out = nullptr;
   std::optional<int> m_status;
+};
+
+// Collects what the library reports through its assertion callbacks during one scope, as
+// "operation: message" lines.
+class Reports {
+ public:
+  Reports() {
+    current() = this;
+    ut::addAssertCallback(collect);
+  }
+  ~Reports() {
+    ut::removeAssertCallback(collect);
+    current() = nullptr;
+  }
+  Reports(const Reports&) = delete;
+  Reports& operator=(const Reports&) = delete;
+
+  const std::vector<std::string>& lines() const { return m_lines; }
+
+ private:
+  static Reports*& current() {
+    static Reports* reports = nullptr;
+    return reports;
+  }
+  static int collect(const char* operation, const char* message, const char*, int) {
+    current()->m_lines.push_back(std::string(operation) + ": " + message);
+    return 0;
+  }
+
+  std::vector<std::string> m_lines;
 };
 
 }  // namespace qxtest

@@ -7,9 +7,13 @@
 //   hive_child bigsave GROUP COUNT
 //       builds a tree of COUNT string entries of 1 KiB in 100 groups, prints "saving" and saves it under
 //       GROUP in one save; prints "saved" or "failed"
+//   hive_child flush NAME NUMBER
+//       initialises the configuration as the application does, prints "loaded", waits for a line, writes
+//       the number NAME into the current profile's "Config" group and flushes; prints "saved" or "failed"
 //
 // The hive is the one VELTOCAD_REGISTRY_DIR names.
 
+#include "ut_config.h"
 #include "ut_config_storage.h"
 
 #include <cstdio>
@@ -54,12 +58,22 @@ int saveBig(const std::string& group, int count) {
   return saved ? 0 : 3;
 }
 
+int flushOne(const std::string& name, long number) {
+  if (!ut::initConfig(nullptr)) return 2;
+  std::cout << "loaded" << std::endl;
+  std::string line;
+  std::getline(std::cin, line);
+  const bool saved = ut::Config::writeLong(ut::eCfgConfig, wide(name).c_str(), number) && ut::writeConfig();
+  std::cout << (saved ? "saved" : "failed") << std::endl;
+  return saved ? 0 : 3;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 4 && std::string(argv[1]) == "flush") return flushOne(argv[2], std::stol(argv[3]));
   if (argc == 5 && std::string(argv[1]) == "save") return saveOne(argv[2], argv[3], std::stoul(argv[4]));
   if (argc == 4 && std::string(argv[1]) == "bigsave") return saveBig(argv[2], std::atoi(argv[3]));
-  std::cerr << "usage: hive_child write KEY COUNT PAUSE_AT [PREFIX] | save GROUP NAME NUMBER | bigsave GROUP "
-               "COUNT\n";
+  std::cerr << "usage: hive_child save GROUP NAME NUMBER | bigsave GROUP COUNT | flush NAME NUMBER\n";
   return 1;
 }

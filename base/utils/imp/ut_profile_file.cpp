@@ -31,7 +31,10 @@ struct ProfileKey {
 };
 
 std::optional<ProfileKey> profileKey(std::wstring_view key, std::wstring_view prefix) {
-  if (key.size() <= prefix.size() || !equalNoCase(key.substr(0, prefix.size()), prefix)) return std::nullopt;
+  if (key.size() <= prefix.size() || !equalNoCase(key.substr(0, prefix.size()), prefix) ||
+      key.find(L'\0') != std::wstring_view::npos) {
+    return std::nullopt;
+  }
   key.remove_prefix(prefix.size());
   const size_t slash = key.find(L'\\');
   ProfileKey result{std::wstring(key.substr(0, slash)), std::wstring()};
@@ -44,7 +47,8 @@ std::optional<ProfileKey> profileKey(std::wstring_view key, std::wstring_view pr
 }
 
 ConfigNodePtr valueNode(const regfile::Value& value) {
-  if (value.name.empty()) return nullptr;  // a tree holds no unnamed values
+  // A tree holds no unnamed values, and no name a NUL would cut short.
+  if (value.name.empty() || value.name.find(L'\0') != std::wstring::npos) return nullptr;
   const platform::RegistryValue stored{value.name, value.type, value.data};
   ConfigNodePtr entry = ConfigNode::createNode(OdString(value.name.c_str()));
   if (isStringValue(stored)) {
@@ -103,11 +107,13 @@ class ProfileFileStorage : public ConfigStorageBase {
         continue;
       }
       const std::optional<ProfileKey> key = profileKey(operation.key, prefix);
-      if (!key || (root && !equalNoCase(key->profile, root->path().view()))) return nullptr;
+      if (!key) return nullptr;
+      group = nullptr;
+      // A profile is what the file's keys hold; a key deletion adds nothing to it.
+      if (operation.kind == regfile::Operation::eDeleteKey) continue;
+      if (root && !equalNoCase(key->profile, root->path().view())) return nullptr;
       if (!root) root = ConfigNode::createNode(OdString(key->profile.c_str()) + L"/");
-      group = operation.kind == regfile::Operation::eSelectKey
-                  ? TreeArea(root).groupAt(OdString(key->below.c_str()), true)
-                  : nullptr;
+      group = TreeArea(root).groupAt(OdString(key->below.c_str()), true);
     }
     return root;
   }

@@ -1,0 +1,42 @@
+// Profile files from arbitrary bytes: reading one never fails hard, its head names the profile its tree
+// holds, and a tree read back from what it was saved as saves to the same bytes.
+
+#include "ut_file_bytes.h"
+#include "ut_nocase.h"
+#include "ut_profile_file.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+std::filesystem::path g_dir;
+
+OdString fileIn(const char* name) { return (g_dir / name).wstring().c_str(); }
+
+std::string saved(const ut::ConfigNodePtr& tree, const char* name) {
+  if (!ut::internal::profileFileStorage(fileIn(name))->save(tree)) std::abort();
+  return ut::internal::readFileBytes(fileIn(name)).value_or(std::string());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  std::string pattern = (std::filesystem::temp_directory_path() / "fuzz_profile_XXXXXX").string();
+  g_dir = mkdtemp(pattern.data());
+  setenv("VELTOCAD_REGISTRY_DIR", g_dir.c_str(), 1);  // the profiles' path reads the hive
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (!ut::internal::writeFileBytes(fileIn("input.reg"), {reinterpret_cast<const char*>(data), size})) return 0;
+  const auto head = ut::internal::readProfileFileHead(fileIn("input.reg"));
+  const ut::ConfigNodePtr tree = ut::internal::profileFileStorage(fileIn("input.reg"))->load();
+  if (!tree) return 0;
+  if (!head || !ut::internal::equalNoCase(head->name.view(), tree->path().view())) std::abort();
+  const std::string first = saved(tree, "first.reg");
+  const ut::ConfigNodePtr again = ut::internal::profileFileStorage(fileIn("first.reg"))->load();
+  if (!again || saved(again, "second.reg") != first) std::abort();
+  return 0;
+}
