@@ -1,12 +1,10 @@
 #!/usr/bin/env bash
-# Sets everything up and runs the command-line tool's main job on the default hive.
+# Sets everything up and runs the command-line tool qxreg: without arguments its main job on the default
+# hive (the current profile's settings), with them any verb ("scripts/run.sh profile list"). The set-up
+# talks on standard error, so that standard output is the tool's own.
 set -euo pipefail
 source "$(dirname "$0")/common.sh"
 
-qx_install_packages
-qx_build build
-if [ -x "$QX_ROOT/build/tools/qxreg" ]; then
-  exec "$QX_ROOT/build/tools/qxreg"
-fi
-echo "qxutils is set up and built in build/. The command-line tool qxreg is not part of this version yet,"
-echo "so there is no main job to run; scripts/test.sh runs the tests."
+qx_install_packages >&2
+qx_build build >&2
+exec "$QX_ROOT/build/tools/qxreg" "$@"

@@ -96,14 +96,16 @@ class Config {
 
   // --- Identity and paths ---
   [[nodiscard]] static OdString separator(ECfgPathType kind);
-  // "Software", the company: "Software\Korvani" (kinds 0, 3), "Software/Korvani" (2), "Korvani" (1).
+  // "Software", the company: "Software\Korvani" (kind 0), "Software/Korvani" (2), "Korvani" (1); empty for
+  // any other kind, and so is every root built on it.
   [[nodiscard]] static OdString companyRoot(ECfgPathType kind);
+  // The company root and the product: "Software\Korvani\VeltoCAD".
   [[nodiscard]] static OdString productRoot(ECfgPathType kind);
   // The next four end with the separator: "Software/Korvani/VeltoCAD/V26x64/".
   [[nodiscard]] static OdString versionRoot(ECfgPathType kind);
   [[nodiscard]] static OdString languageRoot(ECfgPathType kind);
   [[nodiscard]] static OdString profilesRoot(ECfgPathType kind);
-  // Empty while no profile is current.
+  // The profile currentProfileName() names.
   [[nodiscard]] static OdString currentProfileRoot(ECfgPathType kind);
   [[nodiscard]] static OdString konvertorRoot(ECfgPathType kind);
   // "V26x64" and the build-variant suffix this library was built with.

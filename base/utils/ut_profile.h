@@ -57,8 +57,8 @@ class ProfileManagerBase : public ConfigManagerBase {
   // Empties the profile, keeping its "Description".
   virtual bool resetProfile(const OdString& name);
   // Installs the tree that `storage` holds as the profile `name`, replacing one of that name. When the
-  // tree's "Config/REGEXPAND" is a number other than 0, environment references ("$HOME", "${HOME}",
-  // "%HOME%") in its strings are expanded on the way in.
+  // tree's "Config/REGEXPAND" is a number other than 0, environment references ("$HOME",
+  // "${HOME}") in its strings are expanded on the way in.
   virtual bool importProfile(const OdString& name, const std::shared_ptr<ConfigStorageBase>& storage);
   // Saves the profile, with its unflushed changes, through `storage`.
   virtual bool exportProfile(const OdString& name, const std::shared_ptr<ConfigStorageBase>& storage) const;

@@ -1,0 +1,264 @@
+// The command-line tool qxreg, run as a child process on hives of each test's own.
+
+#include "test_support.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string kKey = "HKCU\\Software\\Korvani\\QxregTest";
+const std::string kLongKey = "HKEY_CURRENT_USER\\Software\\Korvani\\QxregTest";
+
+struct Outcome {
+  int code;
+  std::string out;
+  std::string err;
+};
+
+std::string fileText(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+class QxregTest : public testing::Test {
+ protected:
+  // Runs qxreg with `args`; what it prints goes through files of the test's directory.
+  Outcome qxreg(const std::vector<std::string>& args) {
+    const std::filesystem::path out = m_dir.path() / "stdout", err = m_dir.path() / "stderr";
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
+    std::vector<std::string> all{QX_QXREG_PATH};
+    all.insert(all.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (std::string& arg : all) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    int status = 0;
+    const bool started = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0;
+    posix_spawn_file_actions_destroy(&actions);
+    if (!started || waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return {-1, "", ""};
+    return {WEXITSTATUS(status), fileText(out), fileText(err)};
+  }
+
+  std::string path(const char* name) const { return (m_dir.path() / name).string(); }
+
+  qxtest::TempDir m_dir;
+  qxtest::ScopedEnv m_env{"VELTOCAD_REGISTRY_DIR", m_dir.path().string()};
+};
+
+TEST_F(QxregTest, MainJobCreatesTheDefaultProfileOnce) {
+  const Outcome first = qxreg({});
+  EXPECT_EQ(first.code, 0) << first.err;
+  EXPECT_TRUE(first.out.starts_with("Default\n  Config/\n")) << first.out;
+  EXPECT_THAT(first.out, HasSubstr("\n    OSMODE = 4263\n"));
+  EXPECT_EQ(qxreg({}).out, first.out);
+  EXPECT_EQ(qxreg({"profile", "list"}).out, "* Default\n");
+
+  ASSERT_EQ(qxreg({"profile", "describe", "Default", "Main \"one\""}).code, 0);
+  EXPECT_THAT(qxreg({}).out, HasSubstr("\n  Description = \"Main \\\"one\\\"\"\n"));
+}
+
+TEST_F(QxregTest, ValuesOfEveryTypeRoundTrip) {
+  struct Case {
+    const char* type;
+    const char* data;
+    const char* shown;
+  };
+  const Case cases[] = {
+      {"REG_SZ", "two words", "two words"},
+      {"REG_EXPAND_SZ", "%HOME%\\bin", "%HOME%\\bin"},
+      {"REG_DWORD", "4263", "0x10a7"},
+      {"REG_DWORD", "0xffffffff", "0xffffffff"},
+      {"REG_QWORD", "0x100000000", "0x100000000"},
+      {"REG_BINARY", "00fF10", "00FF10"},
+      {"REG_MULTI_SZ", "a\\0b c\\0d", "a\\0b c\\0d"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.type) + " " + c.data);
+    ASSERT_EQ(qxreg({"add", kKey, "/v", "Value", "/t", c.type, "/d", c.data, "/f"}).code, 0);
+    EXPECT_THAT(qxreg({"query", kKey, "/v", "value"}).out,
+                HasSubstr("\n    Value    " + std::string(c.type) + "    " + c.shown + "\n"));
+  }
+  const std::pair<const char*, const char*> refused[] = {
+      {"REG_DWORD", "0x100000000"}, {"REG_DWORD", "-1"}, {"REG_QWORD", "12x"},
+      {"REG_BINARY", "abc"},        {"REG_TEXT", "x"},
+  };
+  for (const auto& [type, data] : refused) {
+    EXPECT_EQ(qxreg({"add", kKey, "/v", "Bad", "/t", type, "/d", data}).code, 1) << type << " " << data;
+  }
+  EXPECT_EQ(qxreg({"query", kKey, "/v", "Bad"}).code, 1);
+}
+
+TEST_F(QxregTest, OverwritingNeedsForce) {
+  ASSERT_EQ(qxreg({"add", kKey, "/ve", "/d", "first"}).code, 0);
+  const Outcome refused = qxreg({"add", kKey, "/ve", "/d", "second"});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_THAT(refused.err, HasSubstr("use /f"));
+  EXPECT_THAT(qxreg({"query", kKey, "/ve"}).out, HasSubstr("(Default)    REG_SZ    first\n"));
+  EXPECT_EQ(qxreg({"add", kKey, "/ve", "/d", "second", "/f"}).code, 0);
+  EXPECT_THAT(qxreg({"query", kKey, "/ve"}).out, HasSubstr("(Default)    REG_SZ    second\n"));
+}
+
+TEST_F(QxregTest, DeletingNeedsForce) {
+  for (const char* value : {"Name", "Other", ""}) ASSERT_EQ(qxreg({"add", kKey, "/v", value}).code, 0);
+  ASSERT_EQ(qxreg({"add", kKey + "\\Sub"}).code, 0);
+  struct Case {
+    std::vector<std::string> which;
+    std::vector<std::string> gone;  // a query that finds it before and not after
+  };
+  const Case cases[] = {
+      {{"/v", "name"}, {"query", kKey, "/v", "Name"}},
+      {{"/va"}, {"query", kKey, "/v", "Other"}},
+      {{}, {"query", kKey + "\\Sub"}},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::string> args{"delete", kKey};
+    args.insert(args.end(), c.which.begin(), c.which.end());
+    SCOPED_TRACE(testing::PrintToString(args));
+    const Outcome refused = qxreg(args);
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_THAT(refused.err, HasSubstr("add /f"));
+    EXPECT_EQ(qxreg(c.gone).code, 0);
+    args.push_back("/f");
+    EXPECT_EQ(qxreg(args).code, 0);
+    EXPECT_EQ(qxreg(c.gone).code, 1);
+  }
+  EXPECT_EQ(qxreg({"delete", "HKCU", "/f"}).code, 1);
+}
+
+TEST_F(QxregTest, RootsHaveLongAndShortNames) {
+  const std::pair<std::string, std::string> roots[] = {
+      {"HKCU", "HKEY_CURRENT_USER"}, {"hklm", "HKEY_LOCAL_MACHINE"},  {"HKCR", "hkey_classes_root"},
+      {"HKU", "HKEY_USERS"},         {"HKCC", "HKEY_CURRENT_CONFIG"},
+  };
+  for (const auto& [alias, name] : roots)
+    ASSERT_EQ(qxreg({"add", alias + "\\T", "/v", "R", "/d", alias}).code, 0);
+  for (const auto& [alias, name] : roots) {
+    EXPECT_THAT(qxreg({"query", name + "\\T"}).out, HasSubstr("\n    R    REG_SZ    " + alias + "\n"));
+  }
+  EXPECT_EQ(qxreg({"query", "HKEY_NOWHERE\\T"}).code, 1);
+}
+
+TEST_F(QxregTest, QueryShowsSubKeysByFullPath) {
+  ASSERT_EQ(qxreg({"add", kKey, "/v", "Top", "/d", "t"}).code, 0);
+  ASSERT_EQ(qxreg({"add", kKey + "\\A\\B", "/v", "Deep", "/d", "d"}).code, 0);
+  const Outcome flat = qxreg({"query", kKey});
+  EXPECT_THAT(flat.out, HasSubstr(kLongKey + "\n    Top    REG_SZ    t\n\n" + kLongKey + "\\A\n"));
+  EXPECT_THAT(flat.out, Not(HasSubstr("Deep")));
+  EXPECT_THAT(qxreg({"query", kKey, "/s"}).out,
+              HasSubstr("\n" + kLongKey + "\\A\\B\n    Deep    REG_SZ    d\n"));
+  EXPECT_THAT(qxreg({"query", kKey, "/v", "deep", "/s"}).out, Not(HasSubstr("Top")));
+}
+
+TEST_F(QxregTest, CopyTakesSubKeysWithS) {
+  ASSERT_EQ(qxreg({"add", kKey, "/v", "V", "/t", "REG_QWORD", "/d", "7"}).code, 0);
+  ASSERT_EQ(qxreg({"add", kKey + "\\Sub", "/v", "W"}).code, 0);
+  EXPECT_EQ(qxreg({"copy", kKey, "HKU\\Copy"}).code, 0);
+  EXPECT_THAT(qxreg({"query", "HKU\\Copy", "/v", "V"}).out, HasSubstr("REG_QWORD    0x7\n"));
+  EXPECT_EQ(qxreg({"query", "HKU\\Copy\\Sub"}).code, 1);
+  EXPECT_EQ(qxreg({"copy", kKey, "HKU\\Copy", "/s"}).code, 1);
+  EXPECT_EQ(qxreg({"copy", kKey, "HKU\\Copy", "/s", "/f"}).code, 0);
+  EXPECT_EQ(qxreg({"query", "HKU\\Copy\\Sub", "/v", "W"}).code, 0);
+}
+
+TEST_F(QxregTest, ExportThenImportIntoAFreshHiveGivesBackTheValues) {
+  ASSERT_EQ(qxreg({"add", kKey, "/v", "List", "/t", "REG_MULTI_SZ", "/d", "a\\0b"}).code, 0);
+  ASSERT_EQ(qxreg({"add", kKey, "/v", "Path", "/t", "REG_EXPAND_SZ", "/d", "%HOME%"}).code, 0);
+  ASSERT_EQ(qxreg({"add", kKey + "\\Sub", "/ve", "/t", "REG_DWORD", "/d", "3"}).code, 0);
+  const std::string file = path("export.reg");
+  ASSERT_EQ(qxreg({"export", kKey, file}).code, 0);
+  EXPECT_THAT(qxreg({"export", kKey, file}).err, HasSubstr("use /y"));
+  EXPECT_EQ(qxreg({"export", kKey, file, "/y"}).code, 0);
+  const std::string exported = qxreg({"query", kKey, "/s"}).out;
+
+  qxtest::TempDir fresh;
+  qxtest::ScopedEnv freshHive("VELTOCAD_REGISTRY_DIR", fresh.path().string());
+  EXPECT_EQ(qxreg({"query", kKey}).code, 1);
+  ASSERT_EQ(qxreg({"import", file}).code, 0);
+  EXPECT_EQ(qxreg({"query", kKey, "/s"}).out, exported);
+}
+
+TEST_F(QxregTest, FailedImportChangesNothing) {
+  ASSERT_EQ(qxreg({"add", kKey, "/v", "Kept", "/d", "old"}).code, 0);
+  const std::string before = qxreg({"query", kKey, "/s"}).out;
+  std::ofstream(path("plain.txt")) << "just text\n";
+  std::ofstream(path("broken.reg")) << "Windows Registry Editor Version 5.00\n\n[" << kLongKey
+                                    << "]\n\"Kept\"=\"new\"\nnot a value\n[" << kLongKey << "\\New]\n";
+  const std::pair<const char*, const char*> cases[] = {
+      {"plain.txt", "Not a registration file"},
+      {"broken.reg", "Skipped 1 malformed lines, the first at line 5"},
+      {"missing.reg", "File not found"},
+  };
+  for (const auto& [file, message] : cases) {
+    const Outcome outcome = qxreg({"import", path(file)});
+    EXPECT_EQ(outcome.code, 1) << file;
+    EXPECT_THAT(outcome.err, HasSubstr("qxreg: " + std::string(message)));
+    EXPECT_EQ(qxreg({"query", kKey, "/s"}).out, before) << file;
+  }
+}
+
+TEST_F(QxregTest, ProfilesLiveThroughTheirVerbs) {
+  ASSERT_EQ(qxreg({"profile", "create", "Drafting", "--description", "2D work", "--from", "Default"}).code,
+            0);
+  EXPECT_EQ(qxreg({"profile", "create", "drafting"}).code, 1);
+  EXPECT_EQ(qxreg({"profile", "use", "Nowhere"}).code, 1);
+  ASSERT_EQ(qxreg({"profile", "use", "drafting"}).code, 0);
+  EXPECT_EQ(qxreg({"profile", "list"}).out, "  Default\n* Drafting\n");
+  EXPECT_THAT(qxreg({"profile", "delete", "Drafting"}).err, HasSubstr("current profile"));
+  ASSERT_EQ(qxreg({"profile", "rename", "Drafting", "Plan"}).code, 0);
+  EXPECT_EQ(qxreg({"profile", "current"}).out, "Plan\n");
+
+  const std::string file = path("plan.reg");
+  ASSERT_EQ(qxreg({"profile", "export", "Plan", file}).code, 0);
+  ASSERT_EQ(qxreg({"profile", "import", file, "--name", "Copy"}).code, 0);
+  EXPECT_EQ(qxreg({"profile", "describe", "Copy"}).out, "2D work\n");
+  ASSERT_EQ(qxreg({"profile", "use", "Copy"}).code, 0);
+  ASSERT_EQ(qxreg({"profile", "delete", "Plan"}).code, 0);
+  EXPECT_EQ(qxreg({"profile", "list"}).out, "* Copy\n  Default\n");
+  const std::string main = qxreg({}).out;
+  EXPECT_TRUE(main.starts_with("Copy\n")) << main;
+  EXPECT_THAT(main, HasSubstr("\n    OSMODE = 4263\n"));
+}
+
+TEST_F(QxregTest, HelpAndUsageErrors) {
+  struct Case {
+    std::vector<std::string> args;
+    int code;
+    const char* said;  // on standard output for 0, on standard error for 1
+  };
+  const Case cases[] = {
+      {{"--help"}, 0, "Usage: qxreg [VERB"},
+      {{"/?"}, 0, "  qxreg profile import FILE"},
+      {{"add", "-h"}, 0, "Usage: qxreg add KEY"},
+      {{"profile", "--help"}, 0, "Usage: qxreg profile VERB"},
+      {{"profile", "create", "--help"}, 0, "--from PROFILE"},
+      {{"frob"}, 1, "unknown verb frob\nUsage: qxreg"},
+      {{"profile", "frob"}, 1, "Usage: qxreg profile"},
+      {{"query"}, 1, "missing arguments"},
+      {{"query", kKey, "/z"}, 1, "unknown option /z"},
+      {{"query", kKey, "/v", "a", "/ve"}, 1, "exclude each other"},
+      {{"add", kKey, "/d", "x"}, 1, "need /v NAME or /ve"},
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = qxreg(c.args);
+    EXPECT_EQ(outcome.code, c.code) << testing::PrintToString(c.args);
+    EXPECT_THAT(c.code == 0 ? outcome.out : outcome.err, HasSubstr(c.said));
+  }
+}
+
+}  // namespace
