@@ -21,6 +21,7 @@
 #include <fstream>
 #include <mutex>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 #ifndef QX_BUILD_VARIANT
@@ -173,31 +174,20 @@ OdString formatted(const wchar_t* format, auto... values) {
   return text;
 }
 
-// Integers parted by commas, exactly `count` of them; nothing but "-0123456789," is allowed.
-std::optional<std::vector<long>> parseIntegers(const OdString& text, size_t count) {
-  if (text.isEmpty() || text.view().find_first_not_of(L"-0123456789,") != std::wstring_view::npos) {
+// Numbers parted by commas, exactly `count` of them. Integers allow nothing but "-0123456789," and must
+// fit 32 bits.
+template <class Number>
+std::optional<std::vector<Number>> parseNumbers(const OdString& text, size_t count) {
+  constexpr bool integers = std::is_integral_v<Number>;
+  if (integers && (text.isEmpty() || text.view().find_first_not_of(L"-0123456789,") != std::wstring_view::npos)) {
     return std::nullopt;
   }
   const std::string narrow(wxString(text.c_str()).utf8_str());
-  std::vector<long> values;
+  std::vector<Number> values;
   for (const char* at = narrow.data(); values.size() < count; ++at) {
-    long value = 0;
+    Number value = 0;
     const auto [end, error] = std::from_chars(at, narrow.data() + narrow.size(), value);
-    if (error != std::errc() || value < INT32_MIN || value > INT32_MAX) return std::nullopt;
-    values.push_back(value);
-    at = end;
-    if (*at != (values.size() < count ? ',' : '\0')) return std::nullopt;
-  }
-  return values;
-}
-
-std::optional<std::vector<double>> parseDoubles(const OdString& text, size_t count) {
-  const std::string narrow(wxString(text.c_str()).utf8_str());
-  std::vector<double> values;
-  for (const char* at = narrow.data(); values.size() < count; ++at) {
-    double value = 0;
-    const auto [end, error] = std::from_chars(at, narrow.data() + narrow.size(), value);
-    if (error != std::errc()) return std::nullopt;
+    if (error != std::errc() || (integers && (value < INT32_MIN || value > INT32_MAX))) return std::nullopt;
     values.push_back(value);
     at = end;
     if (*at != (values.size() < count ? ',' : '\0')) return std::nullopt;
@@ -212,19 +202,11 @@ OdString doubleText(double value) {
   return OdString(wxString(buffer.data(), result.ptr - buffer.data()).wc_str());
 }
 
-bool readIntegers(ECfgGroup group, const OdString& name, size_t count, std::vector<long>& values) {
+template <class Number>
+bool readNumbers(ECfgGroup group, const OdString& name, size_t count, std::vector<Number>& values) {
   OdString text;
   if (!Config::read(group, name, text)) return false;
-  auto parsed = parseIntegers(text, count);
-  if (!parsed) return false;
-  values = std::move(*parsed);
-  return true;
-}
-
-bool readDoubles(ECfgGroup group, const OdString& name, size_t count, std::vector<double>& values) {
-  OdString text;
-  if (!Config::read(group, name, text)) return false;
-  auto parsed = parseDoubles(text, count);
+  auto parsed = parseNumbers<Number>(text, count);
   if (!parsed) return false;
   values = std::move(*parsed);
   return true;
@@ -238,7 +220,7 @@ bool readDoubleIn(SettingsArea& area, const OdString& path, double& value) {
   }
   OdString text;
   if (!area.readText(path, text)) return false;
-  const auto parsed = parseDoubles(text, 1);
+  const auto parsed = parseNumbers<double>(text, 1);
   if (parsed) value = parsed->front();
   return parsed.has_value();
 }
@@ -461,21 +443,21 @@ bool Config::read(ECfgGroup group, const OdString& name, double& value) {
 
 bool Config::read(ECfgGroup group, const OdString& name, tagPOINT& value) {
   std::vector<long> v;
-  if (!readIntegers(group, name, 2, v)) return false;
+  if (!readNumbers(group, name, 2, v)) return false;
   value = {static_cast<int32_t>(v[0]), static_cast<int32_t>(v[1])};
   return true;
 }
 
 bool Config::read(ECfgGroup group, const OdString& name, wxSize& value) {
   std::vector<long> v;
-  if (!readIntegers(group, name, 2, v)) return false;
+  if (!readNumbers(group, name, 2, v)) return false;
   value = wxSize(static_cast<int>(v[0]), static_cast<int>(v[1]));
   return true;
 }
 
 bool Config::read(ECfgGroup group, const OdString& name, tagRECT& value) {
   std::vector<long> v;
-  if (!readIntegers(group, name, 4, v)) return false;
+  if (!readNumbers(group, name, 4, v)) return false;
   value = {static_cast<int32_t>(v[0]), static_cast<int32_t>(v[1]), static_cast<int32_t>(v[2]),
            static_cast<int32_t>(v[3])};
   return true;
@@ -483,28 +465,28 @@ bool Config::read(ECfgGroup group, const OdString& name, tagRECT& value) {
 
 bool Config::read(ECfgGroup group, const OdString& name, wxRect& value) {
   std::vector<long> v;
-  if (!readIntegers(group, name, 4, v)) return false;
+  if (!readNumbers(group, name, 4, v)) return false;
   value = wxRect(static_cast<int>(v[0]), static_cast<int>(v[1]), static_cast<int>(v[2]), static_cast<int>(v[3]));
   return true;
 }
 
 bool Config::read(ECfgGroup group, const OdString& name, wxPoint& value) {
   std::vector<long> v;
-  if (!readIntegers(group, name, 2, v)) return false;
+  if (!readNumbers(group, name, 2, v)) return false;
   value = wxPoint(static_cast<int>(v[0]), static_cast<int>(v[1]));
   return true;
 }
 
 bool Config::read(ECfgGroup group, const OdString& name, OdGePoint2d& value) {
   std::vector<double> v;
-  if (!readDoubles(group, name, 2, v)) return false;
+  if (!readNumbers(group, name, 2, v)) return false;
   value = OdGePoint2d(v[0], v[1]);
   return true;
 }
 
 bool Config::read(ECfgGroup group, const OdString& name, OdGePoint3d& value) {
   std::vector<double> v;
-  if (!readDoubles(group, name, 3, v)) return false;
+  if (!readNumbers(group, name, 3, v)) return false;
   value = OdGePoint3d(v[0], v[1], v[2]);
   return true;
 }

@@ -14,8 +14,8 @@ std::pair<OdString, OdString> splitLastName(const OdString& path) {
 }
 
 bool SettingsArea::rename(const OdString& from, const OdString& to, bool isGroup) {
-  if (equalNoCase(splitLastName(from).second.view(), splitLastName(to).second.view()) &&
-      equalNoCase(splitLastName(from).first.view(), splitLastName(to).first.view())) {
+  OdString source = from, target = to;
+  if (equalNoCase(source.trimRight(L'/').view(), target.trimRight(L'/').view())) {
     return copy(from, to, isGroup);  // only the spelling changes: the copy takes the old one's place
   }
   return copy(from, to, isGroup) && remove(from, isGroup);
@@ -167,8 +167,6 @@ class PathScope {
 
 StoreArea::StoreArea(const OdString& root, bool write)
     : m_store(openDirectStore()), m_root(withoutTrailingSlashes(L"/" + wxString(root.c_str()))) {
-  // The store gives back values as they were written, "$HOME" included.
-  m_store->config().SetExpandEnvVars(false);
   m_open = m_store->begin(write);
 }
 
@@ -228,6 +226,16 @@ bool StoreArea::remove(const OdString& path, bool isGroup) {
                  : config.HasEntry(name) && config.DeleteEntry(name, false);
 }
 
+bool StoreArea::copyEntry(const wxString& from, const wxString& to) {
+  wxConfigBase& config = m_store->config();
+  long number = 0;
+  wxString text;
+  if (config.GetEntryType(from) == wxConfigBase::Type_Integer) {
+    return config.Read(from, &number) && config.Write(to, number);
+  }
+  return config.Read(from, &text) && config.Write(to, text);
+}
+
 bool StoreArea::copyGroup(const wxString& from, const wxString& to) {
   wxConfigBase& config = m_store->config();
   std::vector<wxString> entries, groups;
@@ -238,13 +246,7 @@ bool StoreArea::copyGroup(const wxString& from, const wxString& to) {
   }
   { const PathScope made(config, to); }  // an empty group is copied too: SetPath makes a missing one
   for (const wxString& name : entries) {
-    const wxString source = from + L"/" + name, target = to + L"/" + name;
-    long number = 0;
-    wxString text;
-    const bool ok = config.GetEntryType(source) == wxConfigBase::Type_Integer
-                        ? config.Read(source, &number) && config.Write(target, number)
-                        : config.Read(source, &text) && config.Write(target, text);
-    if (!ok) return false;
+    if (!copyEntry(from + L"/" + name, to + L"/" + name)) return false;
   }
   for (const wxString& name : groups) {
     if (!copyGroup(from + L"/" + name, to + L"/" + name)) return false;
@@ -256,14 +258,7 @@ bool StoreArea::copy(const OdString& from, const OdString& to, bool isGroup) {
   if (!m_open || from.isEmpty() || to.isEmpty()) return false;
   wxConfigBase& config = m_store->config();
   const wxString source = at(from), target = at(to);
-  if (!isGroup) {
-    long number = 0;
-    wxString text;
-    if (config.GetEntryType(source) == wxConfigBase::Type_Integer) {
-      return config.Read(source, &number) && config.Write(target, number);
-    }
-    return config.HasEntry(source) && config.Read(source, &text) && config.Write(target, text);
-  }
+  if (!isGroup) return config.HasEntry(source) && copyEntry(source, target);
   if (!config.HasGroup(source)) return false;
   if (config.HasGroup(target) && !equalNoCase(source.wc_str(), target.wc_str())) config.DeleteGroup(target);
   return copyGroup(source, target);

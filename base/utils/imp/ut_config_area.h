@@ -101,6 +101,7 @@ class StoreArea : public SettingsArea {
  private:
   // The wxWidgets path of `path` inside the area, "/Software/Korvani/Setup/Path".
   [[nodiscard]] wxString at(const OdString& path) const;
+  bool copyEntry(const wxString& from, const wxString& to);
   bool copyGroup(const wxString& from, const wxString& to);
 
   std::unique_ptr<DirectStore> m_store;
@@ -109,7 +110,7 @@ class StoreArea : public SettingsArea {
 };
 
 // The store itself, opened for direct use: the registry under HKEY_CURRENT_USER, or the configuration
-// file when ConfigFileStorage::inUse().
+// file when ConfigFileStorage::inUse(). It gives back values as they were written, "$HOME" included.
 class DirectStore {
  public:
   virtual ~DirectStore() = default;

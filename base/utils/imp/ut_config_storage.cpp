@@ -269,7 +269,7 @@ wxString productName() { return Config::regProduct().c_str(); }
 // The registry from HKEY_CURRENT_USER down: the stores' paths are the configuration's own paths.
 class RegistryStore : public internal::DirectStore {
  public:
-  RegistryStore() : m_config(eCurrentUser, OdString()) {}
+  RegistryStore() : m_config(eCurrentUser, OdString()) { m_config.SetExpandEnvVars(false); }
   wxConfigBase& config() override { return m_config; }
   bool begin(bool write) override { return m_config.beginTransaction(write); }
   bool commit() override { return m_config.commitTransaction(); }
@@ -292,6 +292,7 @@ class FileStore : public internal::DirectStore {
   // What was changed in memory goes: the file still holds the last complete change.
   void rollback() override {
     m_config = std::make_unique<TypesafeFileConfig>(productName(), companyName(), m_fileName.c_str());
+    m_config->SetExpandEnvVars(false);
   }
 
  private:
@@ -313,10 +314,7 @@ std::unique_ptr<internal::DirectStore> internal::openDirectStore() {
 }
 
 ConfigRegistryStorage::ConfigRegistryStorage(const OdString& path, bool readOnly)
-    : ConfigStorageWx(path, readOnly), m_store(std::make_unique<RegistryStore>()) {
-  // A store gives back values exactly as they were written, "$HOME" included.
-  m_store->config().SetExpandEnvVars(false);
-}
+    : ConfigStorageWx(path, readOnly), m_store(std::make_unique<RegistryStore>()) {}
 
 ConfigRegistryStorage::~ConfigRegistryStorage() = default;
 
@@ -394,9 +392,7 @@ bool TypesafeFileConfig::DoWriteLong(const wxString& key, long value) {
 }
 
 ConfigFileStorage::ConfigFileStorage(const OdString& path, bool readOnly)
-    : ConfigStorageWx(path, readOnly), m_store(std::make_unique<FileStore>()) {
-  m_store->config().SetExpandEnvVars(false);
-}
+    : ConfigStorageWx(path, readOnly), m_store(std::make_unique<FileStore>()) {}
 
 ConfigFileStorage::~ConfigFileStorage() = default;
 
