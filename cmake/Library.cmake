@@ -24,12 +24,15 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_config.cpp
   base/utils/imp/ut_profile.cpp
   base/utils/imp/ut_profile_file.cpp
-  base/utils/imp/ut_file_bytes.cpp
+  base/utils/imp/ut_file.cpp
+  base/utils/imp/ut_text_file.cpp
+  base/utils/imp/ut_search_path.cpp
   base/utils/imp/ut_trace.cpp
   base/utils/imp/ut_dev_settings.cpp
   base/utils/imp/posix/registry_hive.cpp
   base/utils/imp/posix/text_platform.cpp
   base/utils/imp/posix/system.cpp
+  base/utils/imp/posix/file_platform.cpp
 )
 
 add_library(qxutils SHARED ${QXUTILS_SOURCES})

@@ -1,8 +1,8 @@
 // Profile files from arbitrary bytes: reading one never fails hard, its head names the profile its tree
 // holds, and a tree read back from what it was saved as saves to the same bytes.
 
-#include "ut_file_bytes.h"
 #include "ut_nocase.h"
+#include "ut_file.h"
 #include "ut_profile_file.h"
 
 #include <cstdlib>
@@ -17,7 +17,9 @@ OdString fileIn(const char* name) { return (g_dir / name).wstring().c_str(); }
 
 std::string saved(const ut::ConfigNodePtr& tree, const char* name) {
   if (!ut::internal::profileFileStorage(fileIn(name))->save(tree)) std::abort();
-  return ut::internal::readFileBytes(fileIn(name)).value_or(std::string());
+  std::string bytes;
+  (void)ut::readEntireFile(fileIn(name), bytes);
+  return bytes;
 }
 
 }  // namespace
@@ -30,7 +32,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (!ut::internal::writeFileBytes(fileIn("input.reg"), {reinterpret_cast<const char*>(data), size})) return 0;
+  if (!ut::writeEntireFile(fileIn("input.reg"), {reinterpret_cast<const char*>(data), size})) return 0;
   const auto head = ut::internal::readProfileFileHead(fileIn("input.reg"));
   const ut::ConfigNodePtr tree = ut::internal::profileFileStorage(fileIn("input.reg"))->load();
   if (!tree) return 0;

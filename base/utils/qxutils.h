@@ -17,13 +17,16 @@
 #include "ut_config_node.h"
 #include "ut_config_storage.h"
 #include "ut_dev_settings.h"
+#include "ut_file.h"
 #include "ut_natural_sort.h"
 #include "ut_profile.h"
 #include "ut_registry.h"
 #include "ut_registry_config.h"
+#include "ut_search_path.h"
 #include "ut_string.h"
 #include "ut_string_parser.h"
 #include "ut_system.h"
+#include "ut_text_file.h"
 #include "ut_win32_types.h"
 
 #endif

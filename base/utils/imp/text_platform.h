@@ -38,6 +38,13 @@ wchar_t toLower(wchar_t c);
 // "POSIX" and "C.UTF-8" locales), so that callers may compare characters directly instead of collating.
 bool collationIsCodePointOrder();
 
+// The name of the locale the calling thread uses, in the form that threadLocale takes back. The empty
+// name stands for the user's locale as the environment sets it.
+std::string threadLocaleName();
+// Makes the calling thread (and only it) use the locale `name`; the global locale's own name returns the
+// thread to the global locale. False, with nothing changed, when that locale is not installed.
+bool setThreadLocale(const std::string& name);
+
 enum class CharDirection { LeftToRight, RightToLeft, Neutral };
 CharDirection charDirection(wchar_t c);
 

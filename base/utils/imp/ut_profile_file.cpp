@@ -2,13 +2,14 @@
 
 #include "ut_config.h"
 #include "ut_config_area.h"
-#include "ut_file_bytes.h"
+#include "ut_file.h"
 #include "ut_nocase.h"
 #include "ut_profile.h"
 #include "ut_regfile.h"
 #include "ut_registry_values.h"
 #include "ut_report.h"
 #include "ut_utf16.h"
+#include "ut_wx.h"
 
 #include <wx/filename.h>
 
@@ -80,8 +81,8 @@ class ProfileFileStorage : public ConfigStorageBase {
     if (!root || !root->isGroup()) return false;
     regfile::Writer writer(false);
     addGroup(writer, profilesKeyPrefix() + root->path().str(), *root);
-    return writeFileBytes(m_file, writer.bytes()) ||
-           report("ut::exportProfile", "Failed to write file " + nativeName(m_file));
+    return writeEntireFile(m_file, writer.bytes()) ||
+           report("ut::exportProfile", "Failed to write file " + std::string(toWx(m_file).utf8_str()));
   }
 
   // Statements of the file that could not be read and were skipped, and the line of the first.
@@ -90,9 +91,9 @@ class ProfileFileStorage : public ConfigStorageBase {
 
  private:
   ConfigNodePtr read() {
-    const std::optional<std::string> bytes = readFileBytes(m_file);
-    if (!bytes) return nullptr;
-    const regfile::ReadResult file = regfile::read(*bytes);
+    std::string bytes;
+    if (!readEntireFile(m_file, bytes)) return nullptr;
+    const regfile::ReadResult file = regfile::read(bytes);
     m_malformedCount = file.malformedCount;
     m_firstMalformedLine = file.firstMalformedLine;
     const std::wstring prefix = profilesKeyPrefix();
@@ -148,12 +149,12 @@ std::shared_ptr<ConfigStorageBase> profileFileStorage(const OdString& file) {
 }
 
 std::optional<ProfileFileHead> readProfileFileHead(const OdString& file) {
-  const std::optional<std::string> bytes = readFileBytes(file);
-  if (!bytes) return std::nullopt;
+  std::string bytes;
+  if (!readEntireFile(file, bytes)) return std::nullopt;
   const std::wstring prefix = profilesKeyPrefix();
   std::optional<ProfileFileHead> head;
   bool inProfileKey = false;
-  for (const regfile::Operation& operation : regfile::read(*bytes).operations) {
+  for (const regfile::Operation& operation : regfile::read(bytes).operations) {
     if (operation.kind == regfile::Operation::eSelectKey) {
       const std::optional<ProfileKey> key = profileKey(operation.key, prefix);
       if (key && !head) head = ProfileFileHead{OdString(key->profile.c_str()), std::nullopt};

@@ -4,7 +4,7 @@
 
 #include "registry_platform.h"
 #include "ut_config_names.h"
-#include "ut_file_bytes.h"
+#include "ut_file.h"
 #include "ut_regfile.h"
 #include "ut_report.h"
 #include "ut_registry_values.h"
@@ -40,7 +40,7 @@ void addKeyTree(regfile::Writer& writer, const std::wstring& fullPath, RegistryK
 }
 
 bool writeFile(const char* operation, const OdString& file, const std::string& bytes) {
-  return internal::writeFileBytes(file, bytes) || report(operation, "Failed to write file " + narrow(file));
+  return writeEntireFile(file, bytes) || report(operation, "Failed to write file " + narrow(file));
 }
 
 // --- Configuration groups ---
@@ -170,9 +170,9 @@ bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTy
 
 bool Registry::importKey(const OdString& file, bool replaceKeys) {
   if (file.isEmpty()) return report(kImportKey, "Bad arguments");
-  const std::optional<std::string> bytes = internal::readFileBytes(file);
-  if (!bytes) return report(kImportKey, "File not found");
-  const regfile::ReadResult result = regfile::read(*bytes);
+  std::string bytes;
+  if (!readEntireFile(file, bytes)) return report(kImportKey, "File not found");
+  const regfile::ReadResult result = regfile::read(bytes);
   if (!result.isRegistrationFile) return report(kImportKey, "Not a registration file: " + narrow(file));
   Importer importer(replaceKeys);
   for (const regfile::Operation& operation : result.operations) importer.apply(operation);

@@ -228,4 +228,31 @@ NumberFormatInfo userNumberFormat() {
   return info;
 }
 
+namespace {
+
+// The locale this thread switched to, freed when the thread switches again.
+thread_local locale_t ownThreadLocale = locale_t(nullptr);
+
+std::string globalLocaleName() { return setlocale(LC_ALL, nullptr); }
+
+}  // namespace
+
+std::string threadLocaleName() {
+  const locale_t current = uselocale(locale_t(nullptr));
+  if (current == LC_GLOBAL_LOCALE) return globalLocaleName();
+  return nl_langinfo_l(_NL_LOCALE_NAME(LC_CTYPE), current);
+}
+
+bool setThreadLocale(const std::string& name) {
+  locale_t wanted = LC_GLOBAL_LOCALE;
+  if (name != globalLocaleName()) {
+    wanted = newlocale(LC_ALL_MASK, name.c_str(), locale_t(nullptr));
+    if (!wanted) return false;
+  }
+  const locale_t previous = uselocale(wanted);
+  if (previous == ownThreadLocale && previous != locale_t(nullptr)) freelocale(previous);
+  ownThreadLocale = wanted == LC_GLOBAL_LOCALE ? locale_t(nullptr) : wanted;
+  return true;
+}
+
 }  // namespace ut::platform

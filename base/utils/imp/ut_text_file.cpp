@@ -1,0 +1,259 @@
+#include "ut_text_file.h"
+
+#include "text_platform.h"
+#include "ut_file.h"
+#include "ut_utf8.h"
+#include "ut_wx.h"
+
+#include <wx/file.h>
+#include <wx/intl.h>
+#include <wx/log.h>
+#include <wx/strconv.h>
+#include <wx/textbuf.h>
+// After textbuf.h, which it needs but does not include.
+#include <wx/memtext.h>
+
+#include <cstring>
+#include <cwchar>
+#include <string_view>
+#include <vector>
+
+namespace ut {
+
+namespace {
+
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+
+struct MarkBytes {
+  std::string_view bytes;
+  TextFile::EByteOrderMark kind;
+};
+
+// The longer UTF-32 little-endian mark comes before the UTF-16 one it begins with.
+constexpr MarkBytes kMarks[] = {
+    {{"\x00\x00\xFE\xFF", 4}, TextFile::eBomUtf32BE},
+    {{"\xFF\xFE\x00\x00", 4}, TextFile::eBomUtf32LE},
+    {"\xFE\xFF", TextFile::eBomUtf16BE},
+    {"\xFF\xFE", TextFile::eBomUtf16LE},
+    {kUtf8Mark, TextFile::eBomUtf8},
+};
+
+const MarkBytes* byteOrderMarkOf(std::string_view bytes) {
+  for (const MarkBytes& mark : kMarks) {
+    if (bytes.starts_with(mark.bytes)) return &mark;
+  }
+  return nullptr;
+}
+
+// The end of the line that starts at `p`: the first CR or LF, or `end`.
+const char* lineEnd(const char* p, const char* end) {
+  const void* lf = std::memchr(p, '\n', static_cast<size_t>(end - p));
+  const char* limit = lf ? static_cast<const char*>(lf) : end;
+  const void* cr = std::memchr(p, '\r', static_cast<size_t>(limit - p));
+  return cr ? static_cast<const char*>(cr) : limit;
+}
+
+const wchar_t* lineEnd(const wchar_t* p, const wchar_t* end) {
+  const wchar_t* lf = std::wmemchr(p, L'\n', static_cast<size_t>(end - p));
+  const wchar_t* limit = lf ? lf : end;
+  const wchar_t* cr = std::wmemchr(p, L'\r', static_cast<size_t>(limit - p));
+  return cr ? cr : limit;
+}
+
+// Calls `add(line, type)` for each line of [begin, end), in wxWidgets' reading of line ends.
+template <typename Char, typename Add>
+void forEachLine(const Char* begin, const Char* end, Add add) {
+  for (const Char* p = begin; p < end;) {
+    const Char* stop = lineEnd(p, end);
+    std::basic_string_view<Char> line(p, static_cast<size_t>(stop - p));
+    if (stop == end) {
+      add(line, wxTextFileType_None);
+      return;
+    }
+    const bool crlf = *stop == '\r' && stop + 1 < end && stop[1] == '\n';
+    add(line, crlf ? wxTextFileType_Dos : *stop == '\r' ? wxTextFileType_Mac : wxTextFileType_Unix);
+    p = stop + (crlf ? 2 : 1);
+  }
+}
+
+// UTF-8 already known to be well-formed, decoded line by line so that the whole text never exists twice.
+void addUtf8Lines(std::string_view bytes, wxTextBuffer& lines) {
+  std::wstring scratch;
+  forEachLine(bytes.data(), bytes.data() + bytes.size(), [&](std::string_view line, wxTextFileType type) {
+    scratch.clear();
+    (void)internal::decodeUtf8(line, scratch, true);
+    lines.AddLine(wxString(scratch.data(), scratch.size()), type);
+  });
+}
+
+bool addConvertedLines(std::string_view bytes, const wxMBConv& conv, wxTextBuffer& lines) {
+  if (bytes.empty()) return true;
+  size_t length = 0;
+  const wxWCharBuffer text = conv.cMB2WC(bytes.data(), bytes.size(), &length);
+  if (!text.data() || length == wxCONV_FAILED) return false;
+  forEachLine(text.data(), text.data() + length, [&](std::wstring_view line, wxTextFileType type) {
+    lines.AddLine(wxString(line.data(), line.size()), type);
+  });
+  return true;
+}
+
+const wxMBConv& unicodeConverter(TextFile::EByteOrderMark mark) {
+  static const wxMBConvUTF32BE utf32be;
+  static const wxMBConvUTF32LE utf32le;
+  static const wxMBConvUTF16BE utf16be;
+  static const wxMBConvUTF16LE utf16le;
+  switch (mark) {
+    case TextFile::eBomUtf32BE: return utf32be;
+    case TextFile::eBomUtf32LE: return utf32le;
+    case TextFile::eBomUtf16BE: return utf16be;
+    default: return utf16le;
+  }
+}
+
+std::unique_ptr<wxTextBuffer> emptyLineBuffer() {
+  auto lines = std::make_unique<wxMemoryText>();
+  lines->Create();
+  return lines;
+}
+
+// The user's language, by its canonical name ("de_DE"); empty when the system does not tell.
+std::string userLanguageName() {
+  const wxLogNull quiet;
+  const int language = wxLocale::GetSystemLanguage();
+  if (language == wxLANGUAGE_UNKNOWN || language == wxLANGUAGE_DEFAULT) return std::string();
+  return std::string(wxLocale::GetLanguageCanonicalName(language).ToAscii());
+}
+
+std::string narrow(const OdString& s) { return std::string(internal::toWx(s).ToAscii()); }
+
+int encodingCode(int byteOrderMark) {
+  static constexpr int kCodes[] = {0, 33, 32, 23, 22, 11};
+  return byteOrderMark >= 0 && byteOrderMark <= TextFile::eBomUtf8 ? kCodes[byteOrderMark] : 0;
+}
+
+}  // namespace
+
+// --- TextFile ------------------------------------------------------------------------------------------
+
+TextFile::TextFile(const OdString& path) : m_path(path) {}
+
+TextFile::~TextFile() { restoreLocale(); }
+
+// The file is read once; the byte-order mark, the UTF-8 test and the decoding all work on those bytes.
+bool TextFile::open(const wxMBConv* conv) {
+  close();
+  std::string bytes;
+  if (!readEntireFile(m_path, bytes)) return false;
+  const MarkBytes* mark = byteOrderMarkOf(bytes);
+  m_byteOrderMark = mark ? mark->kind : eBomNone;
+  std::string_view text(bytes);
+  if (mark) text.remove_prefix(mark->bytes.size());
+  if (decode(text, conv) || decodeInUserLocale(text)) return true;
+  m_lines.reset();
+  return false;
+}
+
+bool TextFile::decode(std::string_view text, const wxMBConv* conv) {
+  m_lines = emptyLineBuffer();
+  if (m_byteOrderMark != eBomNone && m_byteOrderMark != eBomUtf8) {
+    return addConvertedLines(text, unicodeConverter(static_cast<EByteOrderMark>(m_byteOrderMark)), *m_lines);
+  }
+  if (internal::isValidUtf8(text)) {
+    addUtf8Lines(text, *m_lines);
+    return true;
+  }
+  return m_byteOrderMark == eBomNone && addConvertedLines(text, conv ? *conv : wxConvLibc, *m_lines);
+}
+
+bool TextFile::decodeInUserLocale(std::string_view text) {
+  const std::string saved = platform::threadLocaleName();
+  if (!platform::setThreadLocale(userLanguageName()) && !platform::setThreadLocale(std::string())) return false;
+  m_savedLocale = OdString(wxString(saved).wc_str());
+  m_lines = emptyLineBuffer();
+  if (addConvertedLines(text, wxConvLibc, *m_lines)) return true;
+  restoreLocale();
+  return false;
+}
+
+void TextFile::restoreLocale() {
+  if (m_savedLocale.isEmpty()) return;
+  (void)platform::setThreadLocale(narrow(m_savedLocale));
+  m_savedLocale.empty();
+}
+
+bool TextFile::close() {
+  if (!m_lines) return false;
+  m_lines.reset();
+  return true;
+}
+
+bool TextFile::isOpened() const { return m_lines != nullptr; }
+
+size_t TextFile::getLineCount() const { return m_lines ? m_lines->GetLineCount() : 0; }
+
+OdString TextFile::getLine(size_t index) const {
+  return index < getLineCount() ? internal::fromWx(m_lines->GetLine(index)) : OdString();
+}
+
+OdString TextFile::getFirstLine() { return m_lines ? internal::fromWx(m_lines->GetFirstLine()) : OdString(); }
+
+OdString TextFile::getNextLine() {
+  return m_lines && !m_lines->Eof() ? internal::fromWx(m_lines->GetNextLine()) : OdString();
+}
+
+bool TextFile::eof() const { return !m_lines || m_lines->Eof(); }
+
+// --- Readers -------------------------------------------------------------------------------------------
+
+namespace {
+
+bool appendLines(OdArray<OdString>& lines, TextFile& file) {
+  const bool opened = file.open();
+  file.restoreLocale();
+  if (!opened) return false;
+  lines.reserve(lines.size() + static_cast<OdArray<OdString>::size_type>(file.getLineCount()));
+  for (size_t i = 0; i < file.getLineCount(); ++i) lines.append(file.getLine(i));
+  file.close();
+  return true;
+}
+
+}  // namespace
+
+bool readTextFileContent(OdArray<OdString>& lines, const OdString& file) {
+  TextFile text(file);
+  return appendLines(lines, text);
+}
+
+OdArray<OdString> readAllLinesFromFile(const OdString& file, int* encoding) {
+  TextFile text(file);
+  OdArray<OdString> lines;
+  if (!appendLines(lines, text)) {
+    throw TextFileError(std::string(
+        wxString::Format("Unable to open input file '%ls'", internal::toWx(file).wc_str()).utf8_str()));
+  }
+  if (encoding) *encoding = encodingCode(text.encoding());
+  return lines;
+}
+
+// --- UTF-8 ---------------------------------------------------------------------------------------------
+
+bool isValidUTF8Encoding(wxFile& file) {
+  const wxLogNull quiet;
+  if (!file.IsOpened() || file.Seek(0) == wxInvalidOffset) return false;
+  std::vector<unsigned char> chunk(1 << 20);
+  internal::Utf8Validator validator;
+  for (;;) {
+    const ssize_t count = file.Read(chunk.data(), chunk.size());
+    if (count == wxInvalidOffset) return false;
+    if (count == 0) return validator.finish();
+    if (!validator.feed(chunk.data(), static_cast<size_t>(count))) return false;
+  }
+}
+
+bool isValidUTF8Encoding(unsigned char* bytes, unsigned long long size) {
+  if (!bytes) return size == 0;
+  internal::Utf8Validator validator;
+  return validator.feed(bytes, static_cast<size_t>(size)) && validator.finish();
+}
+
+}  // namespace ut
