@@ -27,6 +27,7 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_file.cpp
   base/utils/imp/ut_text_file.cpp
   base/utils/imp/ut_search_path.cpp
+  base/utils/imp/ut_filename.cpp
   base/utils/imp/ut_trace.cpp
   base/utils/imp/ut_dev_settings.cpp
   base/utils/imp/posix/registry_hive.cpp

@@ -18,6 +18,7 @@
 #include "ut_config_storage.h"
 #include "ut_dev_settings.h"
 #include "ut_file.h"
+#include "ut_filename.h"
 #include "ut_natural_sort.h"
 #include "ut_profile.h"
 #include "ut_registry.h"

@@ -73,7 +73,8 @@ class TextFile {
 
  private:
   bool decode(std::string_view text, const wxMBConv* conv);
-  bool decodeInUserLocale(std::string_view text);
+  // The whole file, byte-order mark included, as the user's locale reads it.
+  bool decodeInUserLocale(std::string_view bytes);
 
   std::unique_ptr<wxTextBuffer> m_lines;
   OdString m_savedLocale;

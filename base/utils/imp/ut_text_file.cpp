@@ -110,8 +110,8 @@ const wxMBConv& unicodeConverter(TextFile::EByteOrderMark mark) {
   }
 }
 
-std::unique_ptr<wxTextBuffer> emptyLineBuffer() {
-  auto lines = std::make_unique<wxMemoryText>();
+std::unique_ptr<wxTextBuffer> emptyLineBuffer(const OdString& name) {
+  auto lines = std::make_unique<wxMemoryText>(internal::toWx(name));
   lines->Create();
   return lines;
 }
@@ -146,15 +146,14 @@ bool TextFile::open(const wxMBConv* conv) {
   if (!readEntireFile(m_path, bytes)) return false;
   const MarkBytes* mark = byteOrderMarkOf(bytes);
   m_byteOrderMark = mark ? mark->kind : eBomNone;
-  std::string_view text(bytes);
-  if (mark) text.remove_prefix(mark->bytes.size());
-  if (decode(text, conv) || decodeInUserLocale(text)) return true;
+  const std::string_view text = std::string_view(bytes).substr(mark ? mark->bytes.size() : 0);
+  if (decode(text, conv) || decodeInUserLocale(bytes)) return true;
   m_lines.reset();
   return false;
 }
 
 bool TextFile::decode(std::string_view text, const wxMBConv* conv) {
-  m_lines = emptyLineBuffer();
+  m_lines = emptyLineBuffer(m_path);
   if (m_byteOrderMark != eBomNone && m_byteOrderMark != eBomUtf8) {
     return addConvertedLines(text, unicodeConverter(static_cast<EByteOrderMark>(m_byteOrderMark)), *m_lines);
   }
@@ -165,12 +164,12 @@ bool TextFile::decode(std::string_view text, const wxMBConv* conv) {
   return m_byteOrderMark == eBomNone && addConvertedLines(text, conv ? *conv : wxConvLibc, *m_lines);
 }
 
-bool TextFile::decodeInUserLocale(std::string_view text) {
+bool TextFile::decodeInUserLocale(std::string_view bytes) {
   const std::string saved = platform::threadLocaleName();
   if (!platform::setThreadLocale(userLanguageName()) && !platform::setThreadLocale(std::string())) return false;
   m_savedLocale = OdString(wxString(saved).wc_str());
-  m_lines = emptyLineBuffer();
-  if (addConvertedLines(text, wxConvLibc, *m_lines)) return true;
+  m_lines = emptyLineBuffer(m_path);
+  if (addConvertedLines(bytes, wxConvLibc, *m_lines)) return true;
   restoreLocale();
   return false;
 }

@@ -1,0 +1,244 @@
+#include "ut_config.h"
+#include "ut_filename.h"
+
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
+#include <wx/datetime.h>
+#include <wx/filename.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using qxtest::TempDir;
+
+OdString od(const fs::path& path) { return path.wstring().c_str(); }
+
+void touch(const fs::path& path) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path) << "x";
+}
+
+TEST(FileNameTest, CopiesShareNothing) {
+  ut::FileName original(L"/plans/site.dwg");
+  ut::FileName copy(original);
+  copy.setExt(L"bak");
+  copy.appendDir(L"old");
+  ut::FileName assigned;
+  assigned = original;
+  assigned.setName(L"other");
+  EXPECT_EQ(original.getFullPath(), L"/plans/site.dwg");
+  EXPECT_EQ(copy.getFullPath(), L"/plans/old/site.bak");
+  EXPECT_EQ(assigned.getFullPath(), L"/plans/other.dwg");
+}
+
+TEST(FileNameTest, ComponentsAndDirectories) {
+  ut::FileName name(L"/home/ann", L"site.plan.dwg");
+  EXPECT_EQ(name.getName(), L"site.plan");
+  EXPECT_EQ(name.getExt(), L"dwg");
+  EXPECT_TRUE(name.hasExt(L".DWG"));
+  EXPECT_FALSE(name.hasExt(L"dxf"));
+  EXPECT_EQ(name.getDirs().size(), 2u);
+  EXPECT_EQ(name.getDirAt(1), L"ann");
+  EXPECT_EQ(name.getDirAt(2), L"");
+  EXPECT_EQ(name.getPath(), L"/home/ann");
+  name.removeFirstDir();
+  EXPECT_EQ(name.getFullPath(), L"/ann/site.plan.dwg");
+  name.removeLastDir();
+  name.removeLastDir();  // nothing left to remove
+  EXPECT_EQ(name.getFullPath(), L"/site.plan.dwg");
+  EXPECT_EQ((ut::FileName(L"/a/b.txt") / ut::FileName(L"c/d.txt")).getFullPath(), L"/a/b.txt/c/d.txt");
+  EXPECT_EQ((ut::FileName(L"/a/") / ut::FileName(L"/x/y")).getFullPath(), L"/x/y");
+  ut::FileName root(L"/a/b/c.txt");
+  EXPECT_TRUE(root.makeRelativeToRoot());
+  EXPECT_EQ(root.getFullPath(), L"a/b/c.txt");
+}
+
+TEST(FileNameTest, SameAsNormalisesBothOperandsInPlace) {
+  const ut::FileName a(L"/tmp/x/../y.txt");
+  const ut::FileName b(L"/tmp/./y.txt");
+  EXPECT_TRUE(a.sameAs(b));
+  EXPECT_EQ(a.getFullPath(), L"/tmp/y.txt");
+  EXPECT_EQ(b.getFullPath(), L"/tmp/y.txt");
+  EXPECT_FALSE(ut::equalFilePath(L"/tmp/Y.txt", L"/tmp/y.txt"));  // POSIX names keep their case
+  qxtest::ScopedEnv home("HOME", "/home/ann");
+  EXPECT_TRUE(ut::equalFilePath(L"~/a.txt", L"/home/ann/b/../a.txt"));
+  EXPECT_TRUE(ut::FileName(L"/tmp/y.txt") == OdString(L"\\tmp\\y.txt"));
+}
+
+TEST(FileNameTest, ToggleAndAbsoluteTests) {
+  EXPECT_EQ(ut::FileName::toggleLastPathSeparator(L"/dir/"), L"/dir");
+  EXPECT_EQ(ut::FileName::toggleLastPathSeparator(L"/dir"), L"/dir/");
+  EXPECT_EQ(ut::FileName::toggleLastPathSeparator(L""), L"/");
+  const struct {
+    const wchar_t* path;
+    bool crossPlatform;
+    bool native;
+  } cases[] = {
+      {L"//server/share", true, true}, {L"/x", true, true},   {L"x/y", false, false},
+      {L"/", true, true},              {L"\\\\server", false, false}, {L"C:\\x", false, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(OdString(c.path)));
+    EXPECT_EQ(ut::FileName::isCrossPlatformAbsolute(c.path), c.crossPlatform);
+    EXPECT_EQ(ut::isPathAbsolute(c.path), c.native);
+  }
+  EXPECT_EQ(ut::getAbsolutePath(L"b/../c.txt", L"/a"), L"/a/c.txt");
+}
+
+TEST(FileNameTest, ValidateFileNameReplacesForbiddenCharacters) {
+  const struct {
+    const wchar_t* name;
+    bool allowPath;
+    const wchar_t* valid;
+  } cases[] = {
+      {L"a/b:c.txt", false, L"a_b_c_txt"},
+      {L"a/b:c.txt", true, L"a/b:c.txt"},
+      {L"x*y?z\"<>|\\.dwg", true, L"x_y_z____\\.dwg"},
+      {L"x*y?z\"<>|\\.dwg", false, L"x_y_z______dwg"},
+      {L"", true, L""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(OdString(c.name)));
+    EXPECT_EQ(ut::validateFileName(c.name, c.allowPath, L'_'), c.valid);
+  }
+  EXPECT_EQ(ut::getForbiddenCharacters(), L"*?");
+}
+
+TEST(FileNameTest, AppModuleTypeByExtension) {
+  EXPECT_EQ(ut::FileName::appModuleType(L"/a/tool.LSP"), ut::eAppModuleLsp);
+  EXPECT_EQ(ut::FileName::appModuleType(L"x.dbx"), ut::eAppModuleDbx);
+  EXPECT_EQ(ut::FileName::appModuleType(L"x.dll"), ut::eAppModuleDll);
+  EXPECT_EQ(ut::FileName::appModuleType(L"x.dwg"), ut::eAppModuleNone);
+  EXPECT_EQ(ut::FileName::appModuleType(L"lsp"), ut::eAppModuleNone);
+}
+
+TEST(FileNameTest, FirstNotExistingPathNumbersFreeNames) {
+  TempDir dir;
+  for (const char* name : {"plan.dwg", "plan (1).dwg", "plan (3).dwg", "plan7.dwg", "plan(2).dwg",
+                           "report (a).txt", "x99999999999.dwg"}) {
+    touch(dir.path() / name);
+  }
+  const struct {
+    const wchar_t* name;
+    int first;
+    const char* expected;  // empty: an empty result
+  } cases[] = {
+      {L"free.dwg", 1, "free.dwg"},      {L"plan.dwg", 1, "plan (2).dwg"}, {L"plan.dwg", 5, "plan (5).dwg"},
+      {L"plan (3).dwg", 1, "plan (4).dwg"}, {L"plan7.dwg", 1, "plan8.dwg"},  {L"plan(2).dwg", 1, "plan(3).dwg"},
+      {L"report (a).txt", 1, "report (a) (1).txt"}, {L"x99999999999.dwg", 1, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(OdString(c.name)));
+    const OdString expected = *c.expected ? od(dir.path() / c.expected) : OdString();
+    EXPECT_EQ(ut::getFirstNotExistingPath(od(dir.path()), c.name, c.first), expected);
+  }
+  EXPECT_EQ(ut::getFirstNotExistingPath(L"", L"plan.dwg", 1), L"");
+  EXPECT_EQ(ut::getFirstNotExistingPath(od(dir.path()), L"", 1), L"");
+}
+
+TEST(FileNameTest, CommonPath) {
+  const struct {
+    const wchar_t* a;
+    const wchar_t* b;
+    const wchar_t* common;
+  } cases[] = {
+      {L"/a/b/x.txt", L"/a/c/y.txt", L"/a/"},
+      {L"/a/b/x.txt", L"/a/b/x.txt", L"/a/b/x.txt"},
+      {L"/a/b/x.txt", L"/a/b/y.txt", L"/a/b/"},
+      {L"/a/b/x.txt", L"/a/b/c/x.txt", L"/a/b/"},
+      {L"/a/b/x.txt", L"a/b/x.txt", L""},
+      {L"a/b/x.txt", L"a/c/x.txt", L"a/"},
+      {L"/a/x.txt", L"/b/x.txt", L"/"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(OdString(c.a)) + " " + testing::PrintToString(OdString(c.b)));
+    EXPECT_EQ(ut::getCommonPath(c.a, c.b).getFullPath(), c.common);
+  }
+}
+
+TEST(FileNameTest, FileSystemQueriesAndOperations) {
+  TempDir dir;
+  touch(dir.path() / "Sub" / "Plan.DWG");
+  ut::FileName misspelt(od(dir.path() / "sub" / "plan.dwg"));
+  EXPECT_FALSE(misspelt.fileExists());
+  EXPECT_TRUE(misspelt.correctCase());
+  OdString found;
+  EXPECT_TRUE(misspelt.fileExists(&found));
+  EXPECT_EQ(found, od(dir.path() / "Sub" / "Plan.DWG"));
+  EXPECT_EQ(misspelt.getSize(), 1u);
+  EXPECT_EQ(ut::FileName::getSize(od(dir.path() / "none")), ut::FileName::kInvalidSize);
+
+  const wxDateTime when(1, wxDateTime::Feb, 2020, 10, 30);
+  wxDateTime modified;
+  EXPECT_TRUE(misspelt.setTimes(&when, &when, nullptr));
+  EXPECT_TRUE(misspelt.getTimes(nullptr, &modified, nullptr));
+  EXPECT_EQ(modified, when);
+
+  OdString path = L"unchanged";
+  ut::FileName folder(od(dir.path() / "Sub"));
+  EXPECT_FALSE(ut::verifyAbsolutePath(path, folder));
+  EXPECT_TRUE(ut::verifyAbsolutePath(path, misspelt));
+  EXPECT_EQ(path, found);
+
+  const OdString deep = od(dir.path() / "p" / "q" / "r");
+  EXPECT_FALSE(ut::FileName::mkdir(deep));
+  EXPECT_TRUE(ut::FileName::mkdir(deep, 0777, wxPATH_MKDIR_FULL));
+  touch(dir.path() / "p" / "q" / "f.txt");
+  EXPECT_TRUE(ut::FileName::clearDir(od(dir.path() / "p")));
+  EXPECT_TRUE(fs::is_empty(dir.path() / "p"));
+  EXPECT_FALSE(ut::FileName::clearDir(od(dir.path() / "missing")));
+  EXPECT_TRUE(ut::FileName::rmdir(od(dir.path() / "Sub"), true));
+  EXPECT_FALSE(ut::FileName::dirExists(od(dir.path() / "Sub")));
+}
+
+TEST(FileNameTest, OwnerIsTheLoginOfTheFilesUser) {
+  TempDir dir;
+  touch(dir.path() / "mine.txt");
+  OdString owner;
+  ASSERT_TRUE(ut::getFileOwner(od(dir.path() / "mine.txt"), owner));
+  EXPECT_EQ(owner, OdString(fs::path(getpwuid(geteuid())->pw_name).wstring().c_str()));
+  EXPECT_FALSE(ut::getFileOwner(od(dir.path() / "missing.txt"), owner));
+}
+
+class TempFileTest : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(ut::initConfig(nullptr)); }
+
+  TempDir m_dir;
+  qxtest::ScopedEnv m_hive{"VELTOCAD_REGISTRY_DIR", m_dir.path().string()};
+  qxtest::ScopedEnv m_tmp{"TMPDIR", (m_dir.path() / "system").string()};
+};
+
+TEST_F(TempFileTest, TempDirIsTheSettingElseTheSystemsEndingInASeparator) {
+  fs::create_directory(m_dir.path() / "system");
+  EXPECT_EQ(ut::FileName::getTempDir(), od(m_dir.path() / "system" / ""));
+  ASSERT_TRUE(ut::Config::writeString(ut::eCfgConfig, L"TEMPPREFIX", od(m_dir.path() / "mine")));
+  EXPECT_EQ(ut::FileName::getTempDir(), od(m_dir.path() / "mine" / ""));
+}
+
+TEST_F(TempFileTest, CreateTempFileNamePlacesRelativePrefixesUnderTheTempDir) {
+  ASSERT_TRUE(ut::Config::writeString(ut::eCfgConfig, L"TEMPPREFIX", od(m_dir.path() / "mine")));
+  const struct {
+    OdString prefix;
+    fs::path dir;
+  } cases[] = {
+      {L"plot", m_dir.path() / "mine"},
+      {L"sub\\deeper/plot", m_dir.path() / "mine" / "sub" / "deeper"},
+      {od(m_dir.path() / "abs" / "plot"), m_dir.path() / "abs"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.prefix));
+    const fs::path created = ut::FileName::createTempFileName(c.prefix).c_str();
+    EXPECT_TRUE(fs::is_regular_file(created));
+    EXPECT_EQ(created.parent_path(), c.dir);
+    EXPECT_EQ(created.filename().string().rfind("plot", 0), 0u);
+  }
+}
+
+}  // namespace
