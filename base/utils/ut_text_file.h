@@ -31,6 +31,10 @@ class wxTextBuffer;
 
 namespace ut {
 
+namespace internal {
+class LineSink;
+}
+
 class TextFile {
  public:
   // The byte-order marks open() tells apart; the numbers are wxWidgets' wxBOM values.
@@ -72,9 +76,12 @@ class TextFile {
   void restoreLocale();
 
  private:
-  bool decode(std::string_view text, const wxMBConv* conv);
+  friend bool readTextFileContent(OdArray<OdString>& lines, const OdString& file);
+  friend OdArray<OdString> readAllLinesFromFile(const OdString& file, int* encoding);
+  bool read(const wxMBConv* conv, internal::LineSink& sink);
+  bool decode(std::string_view text, const wxMBConv* conv, internal::LineSink& sink);
   // The whole file, byte-order mark included, as the user's locale reads it.
-  bool decodeInUserLocale(std::string_view bytes);
+  bool decodeInUserLocale(std::string_view bytes, internal::LineSink& sink);
 
   std::unique_ptr<wxTextBuffer> m_lines;
   OdString m_savedLocale;

@@ -146,14 +146,16 @@ size_t Dir::getAllFiles(const OdString& dir, OdArray<OdString>& paths, const OdS
 bool readEntireFile(const OdString& file, std::string& bytes) {
   File in(file, File::eRead);
   if (!in.isOpened()) return false;
-  std::string content;
-  const long long expected = in.length();
-  if (expected > 0) content.reserve(static_cast<size_t>(expected));
-  std::array<char, 1 << 16> chunk;
-  for (long long count; (count = in.read(chunk.data(), chunk.size())) != 0;) {
+  // Read straight into the string, in one piece where the length is known; a file that grows meanwhile
+  // is read to its end all the same.
+  std::string content(static_cast<size_t>(std::max(in.length(), 0LL)) + 1, '\0');
+  size_t filled = 0;
+  for (long long count; (count = in.read(content.data() + filled, content.size() - filled)) != 0;) {
     if (count < 0) return false;
-    content.append(chunk.data(), static_cast<size_t>(count));
+    filled += static_cast<size_t>(count);
+    if (filled == content.size()) content.resize(content.size() * 2);
   }
+  content.resize(filled);
   bytes = std::move(content);
   return true;
 }

@@ -20,6 +20,19 @@
 
 namespace ut {
 
+namespace internal {
+
+// Where TextFile's reading puts the lines it finds; `type` is the wxTextFileType of the line's end.
+class LineSink {
+ public:
+  virtual ~LineSink() = default;
+  // `line` is well-formed UTF-8.
+  virtual void addUtf8(std::string_view line, int type) = 0;
+  virtual void addWide(std::wstring_view line, int type) = 0;
+};
+
+}  // namespace internal
+
 namespace {
 
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
@@ -76,26 +89,55 @@ void forEachLine(const Char* begin, const Char* end, Add add) {
   }
 }
 
-// UTF-8 already known to be well-formed, decoded line by line so that the whole text never exists twice.
-void addUtf8Lines(std::string_view bytes, wxTextBuffer& lines) {
-  std::wstring scratch;
-  forEachLine(bytes.data(), bytes.data() + bytes.size(), [&](std::string_view line, wxTextFileType type) {
-    scratch.clear();
-    (void)internal::decodeUtf8(line, scratch, true);
-    lines.AddLine(wxString(scratch.data(), scratch.size()), type);
-  });
-}
-
-bool addConvertedLines(std::string_view bytes, const wxMBConv& conv, wxTextBuffer& lines) {
+bool addConvertedLines(std::string_view bytes, const wxMBConv& conv, internal::LineSink& sink) {
   if (bytes.empty()) return true;
   size_t length = 0;
   const wxWCharBuffer text = conv.cMB2WC(bytes.data(), bytes.size(), &length);
   if (!text.data() || length == wxCONV_FAILED) return false;
   forEachLine(text.data(), text.data() + length, [&](std::wstring_view line, wxTextFileType type) {
-    lines.AddLine(wxString(line.data(), line.size()), type);
+    sink.addWide(line, type);
   });
   return true;
 }
+
+// UTF-8 already known to be well-formed, decoded line by line so that the whole text never exists twice.
+void addUtf8Lines(std::string_view bytes, internal::LineSink& sink) {
+  forEachLine(bytes.data(), bytes.data() + bytes.size(),
+              [&](std::string_view line, wxTextFileType type) { sink.addUtf8(line, type); });
+}
+
+// Lines kept in the TextFile's own text buffer.
+class BufferSink final : public internal::LineSink {
+ public:
+  explicit BufferSink(wxTextBuffer& lines) : m_lines(lines) {}
+  void addUtf8(std::string_view line, int type) override {
+    m_scratch.clear();
+    (void)internal::decodeUtf8(line, m_scratch, true);
+    addWide(m_scratch, type);
+  }
+  void addWide(std::wstring_view line, int type) override {
+    m_lines.AddLine(wxString(line.data(), line.size()), static_cast<wxTextFileType>(type));
+  }
+
+ private:
+  wxTextBuffer& m_lines;
+  std::wstring m_scratch;
+};
+
+// Lines appended to the caller's array straight away, for the readers that hand lines back.
+class ArraySink final : public internal::LineSink {
+ public:
+  explicit ArraySink(OdArray<OdString>& lines) : m_lines(lines) {}
+  void addUtf8(std::string_view line, int) override {
+    std::wstring text;
+    (void)internal::decodeUtf8(line, text, true);
+    m_lines.append(OdString(std::move(text)));
+  }
+  void addWide(std::wstring_view line, int) override { m_lines.append(OdString(line)); }
+
+ private:
+  OdArray<OdString>& m_lines;
+};
 
 const wxMBConv& unicodeConverter(TextFile::EByteOrderMark mark) {
   static const wxMBConvUTF32BE utf32be;
@@ -139,37 +181,42 @@ TextFile::TextFile(const OdString& path) : m_path(path) {}
 
 TextFile::~TextFile() { restoreLocale(); }
 
-// The file is read once; the byte-order mark, the UTF-8 test and the decoding all work on those bytes.
 bool TextFile::open(const wxMBConv* conv) {
   close();
+  m_lines = emptyLineBuffer(m_path);
+  BufferSink sink(*m_lines);
+  if (read(conv, sink)) return true;
+  m_lines.reset();
+  return false;
+}
+
+// The file is read once; the byte-order mark, the UTF-8 test and the decoding all work on those bytes.
+// Every attempt that fails does so before it hands a line to `sink`.
+bool TextFile::read(const wxMBConv* conv, internal::LineSink& sink) {
   std::string bytes;
   if (!readEntireFile(m_path, bytes)) return false;
   const MarkBytes* mark = byteOrderMarkOf(bytes);
   m_byteOrderMark = mark ? mark->kind : eBomNone;
   const std::string_view text = std::string_view(bytes).substr(mark ? mark->bytes.size() : 0);
-  if (decode(text, conv) || decodeInUserLocale(bytes)) return true;
-  m_lines.reset();
-  return false;
+  return decode(text, conv, sink) || decodeInUserLocale(bytes, sink);
 }
 
-bool TextFile::decode(std::string_view text, const wxMBConv* conv) {
-  m_lines = emptyLineBuffer(m_path);
+bool TextFile::decode(std::string_view text, const wxMBConv* conv, internal::LineSink& sink) {
   if (m_byteOrderMark != eBomNone && m_byteOrderMark != eBomUtf8) {
-    return addConvertedLines(text, unicodeConverter(static_cast<EByteOrderMark>(m_byteOrderMark)), *m_lines);
+    return addConvertedLines(text, unicodeConverter(static_cast<EByteOrderMark>(m_byteOrderMark)), sink);
   }
   if (internal::isValidUtf8(text)) {
-    addUtf8Lines(text, *m_lines);
+    addUtf8Lines(text, sink);
     return true;
   }
-  return m_byteOrderMark == eBomNone && addConvertedLines(text, conv ? *conv : wxConvLibc, *m_lines);
+  return m_byteOrderMark == eBomNone && addConvertedLines(text, conv ? *conv : wxConvLibc, sink);
 }
 
-bool TextFile::decodeInUserLocale(std::string_view bytes) {
+bool TextFile::decodeInUserLocale(std::string_view bytes, internal::LineSink& sink) {
   const std::string saved = platform::threadLocaleName();
   if (!platform::setThreadLocale(userLanguageName()) && !platform::setThreadLocale(std::string())) return false;
   m_savedLocale = OdString(wxString(saved).wc_str());
-  m_lines = emptyLineBuffer(m_path);
-  if (addConvertedLines(bytes, wxConvLibc, *m_lines)) return true;
+  if (addConvertedLines(bytes, wxConvLibc, sink)) return true;
   restoreLocale();
   return false;
 }
@@ -204,29 +251,22 @@ bool TextFile::eof() const { return !m_lines || m_lines->Eof(); }
 
 // --- Readers -------------------------------------------------------------------------------------------
 
-namespace {
-
-bool appendLines(OdArray<OdString>& lines, TextFile& file) {
-  const bool opened = file.open();
-  file.restoreLocale();
-  if (!opened) return false;
-  lines.reserve(lines.size() + static_cast<OdArray<OdString>::size_type>(file.getLineCount()));
-  for (size_t i = 0; i < file.getLineCount(); ++i) lines.append(file.getLine(i));
-  file.close();
-  return true;
-}
-
-}  // namespace
-
+// The readers decode straight into their array, without the TextFile's own buffer.
 bool readTextFileContent(OdArray<OdString>& lines, const OdString& file) {
   TextFile text(file);
-  return appendLines(lines, text);
+  ArraySink sink(lines);
+  const bool read = text.read(nullptr, sink);
+  text.restoreLocale();
+  return read;
 }
 
 OdArray<OdString> readAllLinesFromFile(const OdString& file, int* encoding) {
   TextFile text(file);
   OdArray<OdString> lines;
-  if (!appendLines(lines, text)) {
+  ArraySink sink(lines);
+  const bool read = text.read(nullptr, sink);
+  text.restoreLocale();
+  if (!read) {
     throw TextFileError(std::string(
         wxString::Format("Unable to open input file '%ls'", internal::toWx(file).wc_str()).utf8_str()));
   }

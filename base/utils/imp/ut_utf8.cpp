@@ -1,5 +1,7 @@
 #include "ut_utf8.h"
 
+#include "ut_utf8_vector.h"
+
 #include <cstdint>
 #include <cstring>
 
@@ -41,6 +43,12 @@ size_t decodeOne(std::string_view bytes, size_t pos, char32_t& c) {
   return n;
 }
 
+bool isAsciiWord(const char* p) {
+  uint64_t word;
+  std::memcpy(&word, p, sizeof word);
+  return (word & 0x8080808080808080ull) == 0;
+}
+
 }  // namespace
 
 bool encodeUtf8(std::wstring_view text, std::string& out) {
@@ -73,6 +81,12 @@ bool decodeUtf8(std::string_view bytes, std::wstring& out, bool replaceInvalid) 
   out.resize(start + bytes.size());
   wchar_t* next = out.data() + start;
   for (size_t pos = 0; pos < bytes.size();) {
+    if (pos + 8 <= bytes.size() && isAsciiWord(bytes.data() + pos)) {
+      for (size_t i = 0; i < 8; ++i) next[i] = static_cast<unsigned char>(bytes[pos + i]);
+      next += 8;
+      pos += 8;
+      continue;
+    }
     const auto lead = static_cast<unsigned char>(bytes[pos]);
     if (lead < 0x80) {
       *next++ = lead;
@@ -97,8 +111,9 @@ bool decodeUtf8(std::string_view bytes, std::wstring& out, bool replaceInvalid) 
 
 // --- Validation ----------------------------------------------------------------------------------------
 //
-// Complete sequences are checked whole while at least four bytes are left; a sequence cut by the end of
-// a piece is finished byte by byte through a small automaton whose state carries over to the next piece.
+// A piece is checked sixteen bytes at a time where the processor allows it, else one sequence at a time
+// while at least four bytes are left; a sequence cut by the end of a piece is finished byte by byte
+// through a small automaton whose state carries over to the next piece.
 
 namespace {
 
@@ -161,6 +176,18 @@ size_t sequenceAt(const unsigned char* p) {
   return state == kAccept ? length : 0;
 }
 
+// Where the sequence cut off by the end of [p, end) starts: a lead byte among the last three bytes whose
+// sequence runs past the end; `end` when there is none. A lead byte never continues a sequence, so the
+// bytes before it and those from it on are well-formed together exactly when each part is.
+const unsigned char* startOfCutSequence(const unsigned char* p, const unsigned char* end) {
+  for (const unsigned char* q = end; q > p && end - q < 3;) {
+    const unsigned char b = *--q;
+    if (b < 0x80) return end;
+    if (b >= 0xC0) return q + (b >= 0xF0 ? 4 : b >= 0xE0 ? 3 : 2) > end ? q : end;
+  }
+  return end;
+}
+
 }  // namespace
 
 bool Utf8Validator::feed(const unsigned char* bytes, size_t size) {
@@ -168,6 +195,11 @@ bool Utf8Validator::feed(const unsigned char* bytes, size_t size) {
   const unsigned char* const end = bytes + size;
   auto state = static_cast<State>(m_state);
   for (; p < end && state != kAccept && state != kReject; ++p) state = nextState(state, *p);
+  if (state == kAccept && hasUtf8Vector()) {
+    const unsigned char* const cut = startOfCutSequence(p, end);
+    if (!validUtf8Vector(p, static_cast<size_t>(cut - p))) state = kReject;
+    p = cut;
+  }
   if (state == kAccept) {
     while (end - p >= 4) {
       while (end - p >= 32 && !hasHighBit(p)) p += 32;
