@@ -15,7 +15,9 @@
 //   ut::FileName::createTempFileName(L"plot");             // a new empty file, e.g. L"/tmp/plotAb12Cd"
 //
 // No member throws for a bad name; failures are false or empty results. A FileName is a value: copies
-// share nothing. sameAs() (and equalFilePath) normalise both operands in place, even through const.
+// share nothing, and one FileName may be used by one thread at a time. sameAs() (and equalFilePath)
+// normalise both operands in place, even through const. setCwd changes the process's working directory
+// and is the only function here that touches process-wide state.
 
 #ifndef QX_UT_FILENAME_H
 #define QX_UT_FILENAME_H
@@ -126,7 +128,8 @@ class FileName {
 
   // --- Transformation --- (flags of normalize: wxWidgets' wxPATH_NORM_* bits; an empty cwd means the
   // current working directory)
-  bool normalize(int flags = 0x3F, const OdString& cwd = OdString());
+  // The default, 0x16, is dots, tilde and absolute.
+  bool normalize(int flags = 0x16, const OdString& cwd = OdString());
   bool makeAbsolute(const OdString& cwd = OdString());
   bool makeRelativeTo(const OdString& base = OdString());
   // The path from the root of its volume: "/a/b.txt" becomes "a/b.txt".

@@ -14,6 +14,9 @@
 //     for (OdString line = file.getFirstLine(); !file.eof(); line = file.getNextLine()) ...
 //
 // A line ends at LF, CR LF or CR; the last line needs no end, and a final line end adds no empty line.
+//
+// A TextFile belongs to one thread at a time. The locale fallback changes the locale of the calling
+// thread only (never the process's), and the readers put it back before they return.
 
 #ifndef QX_UT_TEXT_FILE_H
 #define QX_UT_TEXT_FILE_H
