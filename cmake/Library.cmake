@@ -27,6 +27,7 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_profile_file.cpp
   base/utils/imp/ut_file.cpp
   base/utils/imp/ut_text_file.cpp
+  base/utils/imp/ut_csv.cpp
   base/utils/imp/ut_search_path.cpp
   base/utils/imp/ut_filename.cpp
   base/utils/imp/ut_trace.cpp

@@ -16,6 +16,7 @@
 #include "ut_config.h"
 #include "ut_config_node.h"
 #include "ut_config_storage.h"
+#include "ut_csv.h"
 #include "ut_dev_settings.h"
 #include "ut_file.h"
 #include "ut_filename.h"
