@@ -166,10 +166,4 @@ BENCHMARK(BM_PythonCsvWriter)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  std::filesystem::remove_all(workDir());
-  return 0;
-}
+int main(int argc, char** argv) { return qxbench::runBenchmarks(argc, argv); }

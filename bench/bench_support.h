@@ -3,6 +3,7 @@
 #ifndef QX_BENCH_SUPPORT_H
 #define QX_BENCH_SUPPORT_H
 
+#include <benchmark/benchmark.h>
 #include <stdlib.h>
 
 #include <filesystem>
@@ -19,6 +20,15 @@ inline const std::filesystem::path& workDir() {
     return made;
   }();
   return dir;
+}
+
+// The main of a benchmark program that uses workDir(): runs the benchmarks, then removes the directory.
+inline int runBenchmarks(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  std::filesystem::remove_all(workDir());
+  return 0;
 }
 
 }  // namespace qxbench

@@ -101,9 +101,4 @@ BENCHMARK(BM_ReferenceValidateMixed);
 BENCHMARK(BM_ReadTextFileContent)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_GetlineIntoStrings)->Unit(benchmark::kMillisecond);
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  std::filesystem::remove_all(qxbench::workDir());
-  return 0;
-}
+int main(int argc, char** argv) { return qxbench::runBenchmarks(argc, argv); }

@@ -152,7 +152,9 @@ TEST(TextFileTest, NonUtf8TextUsesTheGivenConverter) {
 
 TEST(TextFileTest, FallsBackToTheUsersLocaleAndRestoresIt) {
   qxtest::ScopedEnv language("LC_ALL", "ja_JP.SJIS");
-  if (!newlocale(LC_ALL_MASK, "ja_JP.SJIS", locale_t(nullptr))) GTEST_SKIP() << "ja_JP.SJIS not installed";
+  const locale_t japanese = newlocale(LC_ALL_MASK, "ja_JP.SJIS", locale_t(nullptr));
+  if (!japanese) GTEST_SKIP() << "ja_JP.SJIS not installed";
+  freelocale(japanese);
   TempDir dir;
   const OdString path = writeFile(dir, "sjis.txt", "\x93\xfa\x96\x7b\n");  // "Japan" in Shift-JIS
   {
