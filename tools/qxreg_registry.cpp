@@ -3,12 +3,12 @@
 
 #include "qxreg_registry.h"
 
+#include "ut_file.h"
+#include "ut_filename.h"
 #include "ut_registry.h"
 #include "ut_registry_config.h"
 
 #include <wx/buffer.h>
-#include <wx/file.h>
-#include <wx/filefn.h>
 #include <wx/filename.h>
 #include <wx/strconv.h>
 
@@ -263,10 +263,10 @@ bool importValue(const Key& key, const OdString& name, ut::ERegType type, const 
   const wxString valueName = name.isEmpty() ? wxString("@") : "\"" + ut::escape(wx(name)) + "\"";
   const wxString text = "Windows Registry Editor Version 5.00\n\n[" + key.name + "]\n" + valueName +
                         wxString::Format("=hex(%x):", static_cast<unsigned>(type)) + hex + "\n";
-  const wxString file = wxFileName::CreateTempFileName(wxFileName::GetTempDir() + "/qxreg");
-  const bool imported = !file.empty() && wxFile(file, wxFile::write).Write(text, wxConvUTF8) &&
-                        ut::Registry::importKey(od(file), false);
-  if (!file.empty()) wxRemoveFile(file);
+  const OdString file = ut::FileName::createTempFileName(L"qxreg");
+  const bool imported = !file.isEmpty() && ut::writeEntireFile(file, std::string(text.utf8_str())) &&
+                        ut::Registry::importKey(file, false);
+  if (!file.isEmpty()) ut::removeFile(file);
   return imported;
 }
 

@@ -2,6 +2,7 @@
 
 #include "ut_config_area.h"
 #include "ut_config_storage.h"
+#include "ut_file.h"
 #include "ut_nocase.h"
 #include "ut_profile.h"
 #include "ut_profile_file.h"
@@ -18,7 +19,6 @@
 #include <array>
 #include <charconv>
 #include <climits>
-#include <fstream>
 #include <mutex>
 #include <optional>
 #include <type_traits>
@@ -807,10 +807,8 @@ OdString Config::qsbAppID() {
     return OdString();
   };
   if (!wxFileName::FileExists(file)) return fail(L"QSB app ID file '%ls' does not exist");
-  std::ifstream in(file.fn_str(), std::ios::binary);
-  if (!in) return fail(L"Unable to open QSB app ID file '%ls'");
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return fail(L"Unable to read QSB app ID file '%ls'");
+  std::string text;
+  if (!readEntireFile(OdString(file.wc_str()), text)) return fail(L"Unable to open QSB app ID file '%ls'");
   const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
   if (json.is_discarded()) return fail(L"Unable to parse json from QSB app ID file '%ls'");
   if (!json.is_object() || !json.contains("appID") || !json["appID"].is_string()) {
