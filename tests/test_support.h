@@ -7,6 +7,7 @@
 #include "OdString.h"
 #include "ut_assert.h"
 
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -136,6 +137,17 @@ class ChildProcess {
   FILE* m_out = nullptr;
   std::optional<int> m_status;
 };
+
+// Two helper processes that each print "loaded", wait for "go" and print "saved": both are let go at
+// once, so that their work overlaps, and both must finish.
+inline void runSideBySide(ChildProcess& first, ChildProcess& second) {
+  ASSERT_EQ(first.readLine(), "loaded");
+  ASSERT_EQ(second.readLine(), "loaded");
+  first.writeLine("go");
+  second.writeLine("go");
+  EXPECT_EQ(first.readLine(), "saved");
+  EXPECT_EQ(second.readLine(), "saved");
+}
 
 // Collects what the library reports through its assertion callbacks during one scope, as
 // "operation: message" lines.

@@ -238,12 +238,7 @@ TEST(ConfigFlushTest, TwoProcessesFlushingOneProfileBothKeepTheirChanges) {
   ASSERT_TRUE(ut::initConfig(nullptr) && ut::writeConfig());
   qxtest::ChildProcess first({QX_HIVE_CHILD_PATH, "flush", "First", "1"});
   qxtest::ChildProcess second({QX_HIVE_CHILD_PATH, "flush", "Second", "2"});
-  ASSERT_EQ(first.readLine(), "loaded");
-  ASSERT_EQ(second.readLine(), "loaded");
-  first.writeLine("go");
-  second.writeLine("go");
-  EXPECT_EQ(first.readLine(), "saved");
-  EXPECT_EQ(second.readLine(), "saved");
+  ASSERT_NO_FATAL_FAILURE(qxtest::runSideBySide(first, second));
   ASSERT_TRUE(ut::initConfig(nullptr));
   long one = 0, two = 0;
   EXPECT_TRUE(Config::read(ut::eCfgConfig, L"First", one) && one == 1);

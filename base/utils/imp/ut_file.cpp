@@ -33,8 +33,6 @@ wxFile::OpenMode wxModeOf(File::EOpenMode mode) {
 
 bool isSeparator(wchar_t c) { return wxFileName::IsPathSeparator(c); }
 
-bool readLines(const OdString& file, OdArray<OdString>& lines) { return readTextFileContent(lines, file); }
-
 template <typename Equal>
 bool sameLines(const OdArray<OdString>& a, const OdArray<OdString>& b, Equal equal) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), equal);
@@ -230,7 +228,7 @@ bool filesAreEqual(const OdString& a, const OdString& b) {
 
 bool filesAreEqualNoCase(const OdString& a, const OdString& b) {
   OdArray<OdString> first, second;
-  return readLines(a, first) && readLines(b, second) &&
+  return readTextFileContent(first, a) && readTextFileContent(second, b) &&
          sameLines(first, second, [](const OdString& x, const OdString& y) {
            return internal::equalNoCase(x.view(), y.view());
          });
@@ -238,7 +236,7 @@ bool filesAreEqualNoCase(const OdString& a, const OdString& b) {
 
 bool filesAreEqualAfterSort(const OdString& a, const OdString& b) {
   OdArray<OdString> first, second;
-  if (!readLines(a, first) || !readLines(b, second)) return false;
+  if (!readTextFileContent(first, a) || !readTextFileContent(second, b)) return false;
   std::sort(first.begin(), first.end());
   std::sort(second.begin(), second.end());
   return sameLines(first, second, std::equal_to<OdString>());
