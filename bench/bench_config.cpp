@@ -86,7 +86,9 @@ void save(benchmark::State& state) {
   const ut::ConfigNodePtr root = storage.load();
   int round = 0;
   for (auto _ : state) {
+    state.PauseTiming();
     change(root, ++round);
+    state.ResumeTiming();
     if (!storage.save(root)) state.SkipWithError("save failed");
   }
 }

@@ -95,4 +95,51 @@ TEST_F(RegistryConfigTest, TransactionsCommitOrRollBack) {
   EXPECT_FALSE(m_config.HasEntry("inner"));
 }
 
+// Every group and entry below the current path, walked as a store's load walks them: "path=value".
+void dump(wxConfigBase& config, const wxString& prefix, std::vector<wxString>& lines) {
+  for (const wxString& name : ut::internal::configNames(config, false)) {
+    lines.push_back(prefix + name + "=" + config.Read(name, wxString()) +
+                    wxString::Format("%ld", config.Read(name, -1L)));
+  }
+  for (const wxString& name : ut::internal::configNames(config, true)) {
+    lines.push_back(prefix + name + "/");
+    config.SetPath(name);
+    dump(config, prefix + name + "/", lines);
+    config.SetPath("..");
+  }
+}
+
+TEST_F(RegistryConfigTest, ReadingAheadGivesWhatReadingKeyByKeyGives) {
+  for (const char* name : {"/t/z", "/t/a", "/t/B/y", "/t/b/c/x", "/t/A2/w", "/other/v"})
+    m_config.Write(name, 7L);
+  m_config.Write("/t/text", "words");
+  m_config.SetPath("/t");
+  std::vector<wxString> keyByKey, ahead;
+  dump(m_config, "", keyByKey);
+  EXPECT_FALSE(m_config.readAhead("/t"));  // only within a transaction
+  ASSERT_TRUE(m_config.beginTransaction(false));
+  EXPECT_FALSE(m_config.readAhead("/missing"));
+  ASSERT_TRUE(m_config.readAhead("/t"));
+  dump(m_config, "", ahead);
+  EXPECT_TRUE(m_config.commitTransaction());
+  EXPECT_EQ(ahead, keyByKey);
+  // Values in the order they were made, groups by name.
+  EXPECT_EQ(keyByKey, (std::vector<wxString>{"z=7", "a=7", "text=words-1", "A2/", "A2/w=7", "B/", "B/y=7",
+                                             "B/c/", "B/c/x=7"}));
+}
+
+TEST_F(RegistryConfigTest, TransactionKeepsWhatItReadInStepWithItsChanges) {
+  m_config.Write("/p/q/x", 1L);
+  ASSERT_TRUE(m_config.beginTransaction());
+  m_config.SetPath("/p");
+  EXPECT_EQ(ut::internal::configNames(m_config, true), (std::vector<wxString>{"q"}));
+  EXPECT_EQ(m_config.Read("Q/x", 0L), 1);
+  m_config.Write("q/X", 2L);  // another spelling of the same key and value
+  EXPECT_EQ(m_config.Read("Q/x", 0L), 2);
+  m_config.SetPath("/p/new");
+  m_config.SetPath("/p");
+  EXPECT_EQ(ut::internal::configNames(m_config, true), (std::vector<wxString>{"new", "q"}));
+  EXPECT_TRUE(m_config.commitTransaction());
+}
+
 }  // namespace

@@ -38,6 +38,7 @@
 #include <memory>
 #include <set>
 #include <string_view>
+#include <utility>
 
 namespace ut {
 
@@ -158,7 +159,7 @@ class ConfigNodeBase {
 // touched, and clearTouched does nothing.
 class ConfigNode : public ConfigNodeBase {
  public:
-  explicit ConfigNode(const OdString& name) : m_name(name) {}
+  explicit ConfigNode(OdString name) : m_name(std::move(name)) {}
 
   // A new node without a value: a group (ConfigContainerNode) when `name` is empty or ends with "/",
   // which is dropped from the name; otherwise an entry.
@@ -207,7 +208,7 @@ class ConfigNode : public ConfigNodeBase {
 // no child, when there is no child of that name or that child is already a marker.
 class ConfigContainerNode : public ConfigNode {
  public:
-  explicit ConfigContainerNode(const OdString& name) : ConfigNode(name) {}
+  explicit ConfigContainerNode(OdString name) : ConfigNode(std::move(name)) {}
 
   bool setULong(unsigned long value) override;
   bool setString(const wchar_t* value) override;

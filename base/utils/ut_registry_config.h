@@ -20,8 +20,13 @@
 #include <wx/confbase.h>
 
 #include <memory>
+#include <string_view>
 
 namespace ut {
+
+namespace platform {
+struct RegistryValue;
+}
 
 class RegistryConfig : public wxConfigBase {
  public:
@@ -42,6 +47,10 @@ class RegistryConfig : public wxConfigBase {
   bool beginTransaction(bool write = true);
   bool commitTransaction();
   void rollbackTransaction();
+  // Within a transaction, reads the group at `path` and every key and value below it at once, where a
+  // walk over them would read each key on its own. False outside a transaction, or when the group does
+  // not exist.
+  bool readAhead(const wxString& path);
 
   void SetPath(const wxString& path) override;
   const wxString& GetPath() const override { return m_path; }
@@ -76,6 +85,9 @@ class RegistryConfig : public wxConfigBase {
   struct Location;
   // Where `key` leads from the current path.
   Location at(const wxString& key, bool isEntry) const;
+  // The value `key` names, or null; valid until the next call.
+  const platform::RegistryValue* valueAt(const wxString& key) const;
+  bool writeAt(const wxString& key, ERegType type, std::string_view data);
 
   std::unique_ptr<Impl> m_impl;
   wxString m_path;

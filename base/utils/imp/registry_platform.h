@@ -39,6 +39,20 @@ struct RegistryValue {
   std::string data;
 };
 
+class RegistryKey;
+
+// A key and every key below it, read at once: two queries where opening the keys one by one would
+// take one or two per key.
+struct RegistryTree {
+  struct Node {
+    size_t parent = 0;  // index into `nodes`; nodes[0] is the key the tree was read from
+    std::wstring name;  // empty for nodes[0]
+    std::unique_ptr<RegistryKey> key;
+    std::vector<RegistryValue> values;  // in the store's order
+  };
+  std::vector<Node> nodes;  // parents before their children, siblings in the store's order
+};
+
 // An open key.
 class RegistryKey {
  public:
@@ -55,6 +69,8 @@ class RegistryKey {
   virtual std::vector<RegistryValue> values() const = 0;
   virtual std::vector<std::wstring> subKeyNames() const = 0;
   virtual bool hasSubKey(std::wstring_view name) const = 0;
+  // This key and everything below it, with their values, each key open as this one is.
+  virtual RegistryTree tree() const = 0;
   // Deletes the sub-key and everything below it.
   virtual bool deleteSubKey(std::wstring_view name) = 0;
   // Opens the sub-key `name` as openRegistryKey opens a path, without walking down from the root.

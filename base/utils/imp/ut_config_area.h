@@ -119,6 +119,9 @@ class DirectStore {
   virtual bool begin(bool write) = 0;
   virtual bool commit() = 0;
   virtual void rollback() = 0;
+  // Within begin() and commit(), makes a walk over the group at `path` and everything below it cheap:
+  // its keys and values are read at once instead of one by one.
+  virtual void readAhead([[maybe_unused]] const wxString& path) {}
 };
 [[nodiscard]] std::unique_ptr<DirectStore> openDirectStore();
 

@@ -32,7 +32,7 @@ OdString lastName(const OdString& path) {
 }
 
 void loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase& group) {
-  const ConfigNodePtr entry = ConfigNode::createNode(OdString(name.wc_str()));
+  const ConfigNodePtr entry = std::make_shared<ConfigNode>(OdString(name.wc_str()));
   long number = 0;
   wxString text;
   switch (config.GetEntryType(name)) {
@@ -52,9 +52,13 @@ void loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase&
 
 // Reads the group the configuration object stands at into `group`, and everything below it.
 void loadGroup(wxConfigBase& config, ConfigNodeBase& group) {
-  for (const wxString& name : internal::configNames(config, false)) loadEntry(config, name, group);
+  wxString name;
+  long index = 0;
+  for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index)) {
+    loadEntry(config, name, group);
+  }
   for (const wxString& name : internal::configNames(config, true)) {
-    const ConfigNodePtr child = ConfigNode::createNode(OdString(name.wc_str()) + L"/");
+    const ConfigNodePtr child = std::make_shared<ConfigContainerNode>(OdString(name.wc_str()));
     config.SetPath(name);
     loadGroup(config, *child);
     config.SetPath(L"..");
@@ -274,6 +278,7 @@ class RegistryStore : public internal::DirectStore {
   bool begin(bool write) override { return m_config.beginTransaction(write); }
   bool commit() override { return m_config.commitTransaction(); }
   void rollback() override { m_config.rollbackTransaction(); }
+  void readAhead(const wxString& path) override { m_config.readAhead(path); }
 
  private:
   RegistryConfig m_config;
@@ -320,7 +325,10 @@ ConfigRegistryStorage::~ConfigRegistryStorage() = default;
 
 wxConfigBase* ConfigRegistryStorage::config() { return &m_store->config(); }
 
-void ConfigRegistryStorage::beginLoad() { m_store->begin(false); }
+// A load walks every key and value of the tree: they are read ahead at once.
+void ConfigRegistryStorage::beginLoad() {
+  if (m_store->begin(false)) m_store->readAhead(absoluteGroup(path()));
+}
 
 void ConfigRegistryStorage::endLoad() { m_store->commit(); }
 

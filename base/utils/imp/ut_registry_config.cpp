@@ -20,6 +20,21 @@ namespace {
 
 using platform::RegistryKey;
 
+// A group's parent ("" for a top-level group) and last name.
+std::pair<std::wstring_view, std::wstring_view> splitLastName(std::wstring_view group) {
+  const size_t last = group.rfind(L'\\');
+  if (last == std::wstring_view::npos) return {std::wstring_view(), group};
+  return {group.substr(0, last), group.substr(last + 1)};
+}
+
+// A name of the current group: no "/" or "\\", and neither "." nor "..".
+bool isPlainName(const wxString& key) {
+  return !key.empty() && key.find(L'/') == wxString::npos && key.find(L'\\') == wxString::npos &&
+         key != L"." && key != L"..";
+}
+
+std::wstring_view viewOf(const wxString& text) { return {text.wc_str(), text.length()}; }
+
 }  // namespace
 
 // Where a configuration path leads: a key below the root (names joined by "\\", empty for the root)
@@ -38,40 +53,57 @@ struct RegistryConfig::Impl {
   struct KeyCache {
     std::unique_ptr<RegistryKey> key;
     std::optional<std::vector<platform::RegistryValue>> values;  // in the store's order
-    std::unordered_map<std::wstring, size_t, internal::NoCaseHash, internal::NoCaseEqual>
-        valueIndex;  // by name
+    // By name; made only when a lookup is not the value last found or the one after it.
+    std::unordered_map<std::wstring, size_t, internal::NoCaseHash, internal::NoCaseEqual> valueIndex;
+    size_t lastFound = 0;
     std::optional<std::vector<std::wstring>> subKeys;
+
+    void setValues(std::vector<platform::RegistryValue> read) {
+      values = std::move(read);
+      valueIndex.clear();
+      lastFound = 0;
+    }
+    void forgetValues() {
+      values.reset();
+      valueIndex.clear();
+    }
   };
 
   ERootKey root = eCurrentUser;
   OdString rootPath;
   std::wstring currentGroup;  // the current path as a key path below the root
   std::vector<std::unique_ptr<platform::RegistryTransaction>> transactions;
-  mutable std::unordered_map<std::wstring, KeyCache> cache;  // by group
-  mutable std::optional<platform::RegistryValue> read;       // the value last read outside a transaction
-  // The names an enumeration walks, fetched at its first step, with the group and kind they are of: an
-  // enumeration of another group in between fetches them again.
+  // By group; names ignore case in the cache as in the store.
+  mutable std::unordered_map<std::wstring, KeyCache, internal::NoCaseHash, internal::NoCaseEqual> cache;
+  mutable std::optional<platform::RegistryValue> read;  // the value last read outside a transaction
+  // Outside a transaction, the names an enumeration walks, fetched at its first step, with the group and
+  // kind they are of: an enumeration of another group in between fetches them again.
   mutable std::vector<std::wstring> enumerated;
   mutable std::wstring enumeratedGroup;
   mutable bool enumeratedGroups = false;
 
+  // The cache of the current group, while it is at hand.
+  mutable KeyCache* current = nullptr;
+
   bool caching() const { return !transactions.empty(); }
   bool writing = false;  // a writing transaction is open
-  void forget() const { cache.clear(); }
+  void forget() const {
+    cache.clear();
+    current = nullptr;
+  }
 
-  std::wstring keyPath(const std::wstring& group) const {
-    if (group.empty() || rootPath.isEmpty()) return group.empty() ? rootPath.str() : group;
-    return rootPath.str() + L"\\" + group;
+  std::wstring keyPath(std::wstring_view group) const {
+    if (group.empty() || rootPath.isEmpty()) return group.empty() ? rootPath.str() : std::wstring(group);
+    return rootPath.str() + L"\\" + std::wstring(group);
   }
 
   // Opens `group` (for writing, or creating it), from its parent's open key where that is at hand.
   std::unique_ptr<RegistryKey> open(const std::wstring& group, bool write, bool create) const {
     std::string error;
-    const size_t last = group.rfind(L'\\');
-    const auto parent = cache.find(last == std::wstring::npos ? std::wstring() : group.substr(0, last));
+    const auto [parentGroup, name] = splitLastName(group);
+    const auto parent = cache.find(parentGroup);
     if (!group.empty() && parent != cache.end() && (parent->second.key->writable() || !write)) {
-      return parent->second.key->openSubKey(group.substr(last == std::wstring::npos ? 0 : last + 1), write,
-                                            create, error);
+      return parent->second.key->openSubKey(name, write, create, error);
     }
     return platform::openRegistryKey(root, keyPath(group), write, create, error);
   }
@@ -85,9 +117,21 @@ struct RegistryConfig::Impl {
     std::unique_ptr<RegistryKey> opened = open(group, write || writing, write);
     if (!caching()) forget();
     if (!opened) return nullptr;
+    // The key may just have been made: its parent's list of sub-keys is to be read again.
+    if (write && !group.empty()) {
+      const auto parent = cache.find(splitLastName(group).first);
+      if (parent != cache.end()) parent->second.subKeys.reset();
+    }
     KeyCache& cached = cache[group];
-    cached = KeyCache{std::move(opened), std::nullopt, {}, std::nullopt};
+    cached = KeyCache{};
+    cached.key = std::move(opened);
     return &cached;
+  }
+
+  // The cache of the current group, opened for writing with `write`.
+  KeyCache* currentEntry(bool write) const {
+    if (!current || !caching() || (write && !current->key->writable())) current = entry(currentGroup, write);
+    return current;
   }
 
   RegistryKey* key(const std::wstring& group, bool write) const {
@@ -97,72 +141,100 @@ struct RegistryConfig::Impl {
 
   // The values of a key, read once per transaction.
   static const std::vector<platform::RegistryValue>& cachedValues(KeyCache& cached) {
-    if (!cached.values) {
-      cached.values = cached.key->values();
-      for (size_t i = 0; i < cached.values->size(); ++i) {
-        cached.valueIndex.emplace((*cached.values)[i].name, i);
-      }
-    }
+    if (!cached.values) cached.setValues(cached.key->values());
     return *cached.values;
   }
 
-  // The value at `at`, or null; valid until the next call.
-  const platform::RegistryValue* value(const Location& at) const {
-    KeyCache* cached = at.valid ? entry(at.group, false) : nullptr;
-    if (!cached) return nullptr;
-    if (!caching()) {
-      read = cached->key->readValue(at.name);
-      return read ? &*read : nullptr;
+  // A value of a cached key. Reading a group's entries one after the other, as a walk over them does,
+  // asks for the value last found or the one after it: those are tried before the index by name.
+  static const platform::RegistryValue* cachedValue(KeyCache& cached, std::wstring_view name) {
+    const std::vector<platform::RegistryValue>& values = cachedValues(cached);
+    for (const size_t i : {cached.lastFound, cached.lastFound + 1}) {
+      if (i < values.size() && internal::equalNoCase(values[i].name, name)) {
+        cached.lastFound = i;
+        return &values[i];
+      }
     }
-    cachedValues(*cached);
-    const auto found = cached->valueIndex.find(std::wstring_view(at.name));
-    return found == cached->valueIndex.end() ? nullptr : &(*cached->values)[found->second];
+    if (cached.valueIndex.empty()) {
+      for (size_t i = 0; i < values.size(); ++i) cached.valueIndex.emplace(values[i].name, i);
+    }
+    const auto found = cached.valueIndex.find(name);
+    if (found == cached.valueIndex.end()) return nullptr;
+    cached.lastFound = found->second;
+    return &values[found->second];
+  }
+
+  // The value `name` of the key of `cached` (null for none), or null; valid until the next call.
+  const platform::RegistryValue* value(KeyCache* cached, std::wstring_view name) const {
+    if (!cached) return nullptr;
+    if (caching()) return cachedValue(*cached, name);
+    read = cached->key->readValue(name);
+    return read ? &*read : nullptr;
+  }
+
+  // The sub-keys of a key, read once per transaction.
+  static const std::vector<std::wstring>& cachedSubKeys(KeyCache& cached) {
+    if (!cached.subKeys) cached.subKeys = cached.key->subKeyNames();
+    return *cached.subKeys;
   }
 
   std::vector<std::wstring> names(const std::wstring& group, bool groups) const {
     KeyCache* cached = entry(group, false);
     if (!cached) return {};
     if (!caching()) return groups ? cached->key->subKeyNames() : cached->key->valueNames();
-    if (groups) {
-      if (!cached->subKeys) cached->subKeys = cached->key->subKeyNames();
-      return *cached->subKeys;
-    }
+    if (groups) return cachedSubKeys(*cached);
     std::vector<std::wstring> result;
     for (const platform::RegistryValue& value : cachedValues(*cached)) result.push_back(value.name);
     return result;
   }
 
-  // Step `index` of the enumeration of the groups (or entries) of `group`.
-  bool next(const std::wstring& group, bool groups, wxString& name, long& index) const {
-    if (index == 0 || enumeratedGroup != group || enumeratedGroups != groups) {
-      enumerated = names(group, groups);
-      enumeratedGroup = group;
-      enumeratedGroups = groups;
-    }
-    if (index < 0 || static_cast<size_t>(index) >= enumerated.size()) return false;
-    name = enumerated[index++];
+  // Step `index` of the enumeration of the current group's groups (or entries).
+  bool next(bool groups, wxString& name, long& index) const {
+    const std::wstring* found = caching() ? cachedName(groups, index) : fetchedName(groups, index);
+    if (!found) return false;
+    name = *found;
+    ++index;
     return true;
   }
 
-  bool write(const Location& at, ERegType type, std::string_view data) {
-    KeyCache* cached = at.valid ? entry(at.group, true) : nullptr;
+  const std::wstring* cachedName(bool groups, long index) const {
+    KeyCache* cached = currentEntry(false);
+    if (!cached || index < 0) return nullptr;
+    const auto i = static_cast<size_t>(index);
+    if (groups) {
+      const std::vector<std::wstring>& subKeys = cachedSubKeys(*cached);
+      return i < subKeys.size() ? &subKeys[i] : nullptr;
+    }
+    const std::vector<platform::RegistryValue>& values = cachedValues(*cached);
+    return i < values.size() ? &values[i].name : nullptr;
+  }
+
+  const std::wstring* fetchedName(bool groups, long index) const {
+    if (index == 0 || enumeratedGroup != currentGroup || enumeratedGroups != groups) {
+      enumerated = names(currentGroup, groups);
+      enumeratedGroup = currentGroup;
+      enumeratedGroups = groups;
+    }
+    return index >= 0 && static_cast<size_t>(index) < enumerated.size() ? &enumerated[index] : nullptr;
+  }
+
+  bool write(KeyCache* cached, std::wstring_view name, ERegType type, std::string_view data) {
     std::string error;
-    if (!cached || !cached->key->writeValue(at.name, type, data, error)) return false;
-    cached->values.reset();
-    cached->valueIndex.clear();
+    if (!cached || !cached->key->writeValue(name, type, data, error)) return false;
+    cached->forgetValues();
     return true;
   }
 
   bool deleteKey(const std::wstring& group) {
-    const size_t last = group.rfind(L'\\');
-    const std::wstring parent = last == std::wstring::npos ? std::wstring() : group.substr(0, last);
+    const auto [parent, name] = splitLastName(group);
     forget();
     std::string error;
     const auto k = platform::openRegistryKey(root, keyPath(parent), true, false, error);
-    return k && k->deleteSubKey(group.substr(last == std::wstring::npos ? 0 : last + 1));
+    return k && k->deleteSubKey(name);
   }
 
   size_t count(const std::wstring& group, bool groups, bool recursive) const;
+  bool readAhead(const std::wstring& group);
 
   static bool isEmpty(const RegistryKey& key) {
     return key.valueNames().empty() && key.subKeyNames().empty();
@@ -177,6 +249,32 @@ size_t RegistryConfig::Impl::count(const std::wstring& group, bool groups, bool 
       n += count(group.empty() ? sub : group + L"\\" + sub, groups, true);
   }
   return n;
+}
+
+bool RegistryConfig::Impl::readAhead(const std::wstring& group) {
+  KeyCache* top = caching() ? entry(group, false) : nullptr;
+  if (!top) return false;
+  platform::RegistryTree tree = top->key->tree();
+  std::vector<std::wstring> groups(tree.nodes.size());
+  std::vector<KeyCache*> cached(tree.nodes.size());
+  cache.reserve(cache.size() + tree.nodes.size());
+  for (size_t i = 0; i < tree.nodes.size(); ++i) {
+    platform::RegistryTree::Node& node = tree.nodes[i];
+    if (i == 0) {
+      groups[i] = group;
+    } else {
+      const std::wstring& parent = groups[node.parent];
+      groups[i] = parent.empty() ? node.name : parent + L'\\' + node.name;
+      cached[node.parent]->subKeys->push_back(node.name);
+    }
+    KeyCache& entry = cache[groups[i]];
+    entry = KeyCache{};
+    entry.key = std::move(node.key);
+    entry.setValues(std::move(node.values));
+    entry.subKeys.emplace();
+    cached[i] = &entry;
+  }
+  return true;
 }
 
 RegistryConfig::RegistryConfig(const wxString& appName, const wxString& vendorName)
@@ -215,6 +313,11 @@ bool RegistryConfig::commitTransaction() {
   return committed;
 }
 
+bool RegistryConfig::readAhead(const wxString& path) {
+  const Location location = at(path, false);
+  return location.valid && m_impl->readAhead(location.group);
+}
+
 void RegistryConfig::rollbackTransaction() {
   if (!m_impl->transactions.empty()) m_impl->transactions.pop_back();
   m_impl->forget();
@@ -226,15 +329,11 @@ void RegistryConfig::rollbackTransaction() {
 RegistryConfig::Location RegistryConfig::at(const wxString& key, bool isEntry) const {
   const std::wstring& currentGroup = m_impl->currentGroup;
   // Most keys are a plain name in the current group, or ".." out of it: no need to split anything.
-  const bool plain = !key.empty() && key.find(L'/') == wxString::npos && key.find(L'\\') == wxString::npos &&
-                     key != L"." && key != L"..";
+  const bool plain = isPlainName(key);
   if (plain && isEntry) return {currentGroup, key.ToStdWstring(), true};
   if (plain)
     return {currentGroup.empty() ? key.ToStdWstring() : currentGroup + L'\\' + key.ToStdWstring(), {}, true};
-  if (key == L".." && !isEntry) {
-    const size_t last = currentGroup.rfind(L'\\');
-    return {last == std::wstring::npos ? std::wstring() : currentGroup.substr(0, last), {}, true};
-  }
+  if (key == L".." && !isEntry) return {std::wstring(splitLastName(currentGroup).first), {}, true};
   wxArrayString parts;
   wxSplitPath(parts, key.StartsWith(wxCONFIG_PATH_SEPARATOR) ? key : m_path + wxCONFIG_PATH_SEPARATOR + key);
   Location location;
@@ -254,10 +353,23 @@ RegistryConfig::Location RegistryConfig::at(const wxString& key, bool isEntry) c
   return location;
 }
 
+const platform::RegistryValue* RegistryConfig::valueAt(const wxString& key) const {
+  if (isPlainName(key)) return m_impl->value(m_impl->currentEntry(false), viewOf(key));
+  const Location location = at(key, true);
+  return location.valid ? m_impl->value(m_impl->entry(location.group, false), location.name) : nullptr;
+}
+
+bool RegistryConfig::writeAt(const wxString& key, ERegType type, std::string_view data) {
+  if (isPlainName(key)) return m_impl->write(m_impl->currentEntry(true), viewOf(key), type, data);
+  const Location location = at(key, true);
+  return location.valid && m_impl->write(m_impl->entry(location.group, true), location.name, type, data);
+}
+
 void RegistryConfig::SetPath(const wxString& path) {
   const Location location = at(path, false);
   if (!location.valid) return;
   m_impl->currentGroup = location.group;
+  m_impl->current = nullptr;
   wxString group(location.group);
   group.Replace(L"\\", L"/");
   m_path = L"/" + group;
@@ -271,7 +383,7 @@ bool RegistryConfig::GetFirstGroup(wxString& name, long& index) const {
 }
 
 bool RegistryConfig::GetNextGroup(wxString& name, long& index) const {
-  return m_impl->next(m_impl->currentGroup, true, name, index);
+  return m_impl->next(true, name, index);
 }
 
 bool RegistryConfig::GetFirstEntry(wxString& name, long& index) const {
@@ -280,7 +392,7 @@ bool RegistryConfig::GetFirstEntry(wxString& name, long& index) const {
 }
 
 bool RegistryConfig::GetNextEntry(wxString& name, long& index) const {
-  return m_impl->next(m_impl->currentGroup, false, name, index);
+  return m_impl->next(false, name, index);
 }
 
 size_t RegistryConfig::GetNumberOfEntries(bool recursive) const {
@@ -296,10 +408,10 @@ bool RegistryConfig::HasGroup(const wxString& name) const {
   return group.valid && m_impl->key(group.group, false) != nullptr;
 }
 
-bool RegistryConfig::HasEntry(const wxString& name) const { return m_impl->value(at(name, true)) != nullptr; }
+bool RegistryConfig::HasEntry(const wxString& name) const { return valueAt(name) != nullptr; }
 
 wxConfigBase::EntryType RegistryConfig::GetEntryType(const wxString& name) const {
-  const auto found = m_impl->value(at(name, true));
+  const auto found = valueAt(name);
   if (!found) return Type_Unknown;
   if (internal::isStringValue(*found)) return Type_String;
   return found->type == eRegDword ? Type_Integer : Type_Unknown;
@@ -308,13 +420,13 @@ wxConfigBase::EntryType RegistryConfig::GetEntryType(const wxString& name) const
 bool RegistryConfig::Flush(bool) { return true; }
 
 bool RegistryConfig::RenameEntry(const wxString& oldName, const wxString& newName) {
-  const Location from = at(oldName, true), to = at(newName, true);
-  const platform::RegistryValue* found = m_impl->value(from);
+  const platform::RegistryValue* found = valueAt(oldName);
   if (!found) return false;
   const platform::RegistryValue value = *found;
-  if (m_impl->value(to)) return false;
+  if (valueAt(newName)) return false;
   platform::RegistryTransaction transaction(m_impl->root);
-  if (!m_impl->write(to, static_cast<ERegType>(value.type), value.data)) return false;
+  if (!writeAt(newName, static_cast<ERegType>(value.type), value.data)) return false;
+  const Location from = at(oldName, true);
   RegistryKey* source = m_impl->key(from.group, true);
   return source && source->deleteValue(from.name) && transaction.commit();
 }
@@ -352,21 +464,21 @@ bool RegistryConfig::DeleteAll() {
 }
 
 bool RegistryConfig::DoReadString(const wxString& key, wxString* value) const {
-  const auto found = m_impl->value(at(key, true));
+  const auto found = valueAt(key);
   if (!found || !internal::isStringValue(*found)) return false;
   *value = internal::stringFromValueBytes(found->data);
   return true;
 }
 
 bool RegistryConfig::DoReadLong(const wxString& key, long* value) const {
-  const auto found = m_impl->value(at(key, true));
+  const auto found = valueAt(key);
   const std::optional<long> number = found ? internal::dwordValue(*found) : std::nullopt;
   if (number) *value = *number;
   return number.has_value();
 }
 
 bool RegistryConfig::DoReadBinary(const wxString& key, wxMemoryBuffer* value) const {
-  const auto found = m_impl->value(at(key, true));
+  const auto found = valueAt(key);
   if (!found) return false;
   value->SetDataLen(0);
   value->AppendData(found->data.data(), found->data.size());
@@ -374,17 +486,17 @@ bool RegistryConfig::DoReadBinary(const wxString& key, wxMemoryBuffer* value) co
 }
 
 bool RegistryConfig::DoWriteString(const wxString& key, const wxString& value) {
-  return m_impl->write(at(key, true), eRegString, internal::stringValueBytes(value.ToStdWstring()));
+  return writeAt(key, eRegString, internal::stringValueBytes(value.ToStdWstring()));
 }
 
 bool RegistryConfig::DoWriteLong(const wxString& key, long value) {
   return internal::fitsDword(value) &&
-         m_impl->write(at(key, true), eRegDword, internal::dwordBytes(static_cast<uint32_t>(value)));
+         writeAt(key, eRegDword, internal::dwordBytes(static_cast<uint32_t>(value)));
 }
 
 bool RegistryConfig::DoWriteBinary(const wxString& key, const wxMemoryBuffer& value) {
-  return m_impl->write(at(key, true), eRegBinary,
-                       std::string_view(static_cast<const char*>(value.GetData()), value.GetDataLen()));
+  return writeAt(key, eRegBinary,
+                 std::string_view(static_cast<const char*>(value.GetData()), value.GetDataLen()));
 }
 
 }  // namespace ut
