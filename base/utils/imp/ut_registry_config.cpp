@@ -101,11 +101,17 @@ struct RegistryConfig::Impl {
   std::unique_ptr<RegistryKey> open(const std::wstring& group, bool write, bool create) const {
     std::string error;
     const auto [parentGroup, name] = splitLastName(group);
-    const auto parent = cache.find(parentGroup);
-    if (!group.empty() && parent != cache.end() && (parent->second.key->writable() || !write)) {
-      return parent->second.key->openSubKey(name, write, create, error);
-    }
+    const KeyCache* parent = group.empty() ? nullptr : cached(parentGroup);
+    if (parent && (parent->key->writable() || !write))
+      return parent->key->openSubKey(name, write, create, error);
     return platform::openRegistryKey(root, keyPath(group), write, create, error);
+  }
+
+  // The cache of `group` if it is at hand; a walk down the tree asks for the current group's most often.
+  KeyCache* cached(std::wstring_view group) const {
+    if (current && caching() && group == currentGroup) return current;
+    const auto found = cache.find(group);
+    return found == cache.end() ? nullptr : &found->second;
   }
 
   // The key of `group`, created when `write` is asked for; null when it does not exist. Within a writing
@@ -118,14 +124,13 @@ struct RegistryConfig::Impl {
     if (!caching()) forget();
     if (!opened) return nullptr;
     // The key may just have been made: its parent's list of sub-keys is to be read again.
-    if (write && !group.empty()) {
-      const auto parent = cache.find(splitLastName(group).first);
-      if (parent != cache.end()) parent->second.subKeys.reset();
+    if (KeyCache* parent = write && !group.empty() ? cached(splitLastName(group).first) : nullptr) {
+      parent->subKeys.reset();
     }
-    KeyCache& cached = cache[group];
-    cached = KeyCache{};
-    cached.key = std::move(opened);
-    return &cached;
+    KeyCache& made = cache[group];
+    made = KeyCache{};
+    made.key = std::move(opened);
+    return &made;
   }
 
   // The cache of the current group, opened for writing with `write`.
@@ -368,13 +373,15 @@ bool RegistryConfig::writeAt(const wxString& key, ERegType type, std::string_vie
 void RegistryConfig::SetPath(const wxString& path) {
   const Location location = at(path, false);
   if (!location.valid) return;
+  // As wxWidgets promises, a path that does not exist is created (where the hive may be written). The
+  // key is opened from the current one, before the path changes.
+  Impl::KeyCache* entry = m_impl->entry(location.group, false);
+  if (!entry) entry = m_impl->entry(location.group, true);
   m_impl->currentGroup = location.group;
-  m_impl->current = nullptr;
+  m_impl->current = entry;
   wxString group(location.group);
   group.Replace(L"\\", L"/");
   m_path = L"/" + group;
-  // As wxWidgets promises, a path that does not exist is created (where the hive may be written).
-  if (!m_impl->key(location.group, false)) m_impl->key(location.group, true);
 }
 
 bool RegistryConfig::GetFirstGroup(wxString& name, long& index) const {
