@@ -101,14 +101,14 @@ struct RegistryConfig::Impl {
   std::unique_ptr<RegistryKey> open(const std::wstring& group, bool write, bool create) const {
     std::string error;
     const auto [parentGroup, name] = splitLastName(group);
-    const KeyCache* parent = group.empty() ? nullptr : cached(parentGroup);
+    const KeyCache* parent = group.empty() ? nullptr : atHand(parentGroup);
     if (parent && (parent->key->writable() || !write))
       return parent->key->openSubKey(name, write, create, error);
     return platform::openRegistryKey(root, keyPath(group), write, create, error);
   }
 
   // The cache of `group` if it is at hand; a walk down the tree asks for the current group's most often.
-  KeyCache* cached(std::wstring_view group) const {
+  KeyCache* atHand(std::wstring_view group) const {
     if (current && caching() && group == currentGroup) return current;
     const auto found = cache.find(group);
     return found == cache.end() ? nullptr : &found->second;
@@ -124,7 +124,7 @@ struct RegistryConfig::Impl {
     if (!caching()) forget();
     if (!opened) return nullptr;
     // The key may just have been made: its parent's list of sub-keys is to be read again.
-    if (KeyCache* parent = write && !group.empty() ? cached(splitLastName(group).first) : nullptr) {
+    if (KeyCache* parent = write && !group.empty() ? atHand(splitLastName(group).first) : nullptr) {
       parent->subKeys.reset();
     }
     KeyCache& made = cache[group];
@@ -261,7 +261,7 @@ bool RegistryConfig::Impl::readAhead(const std::wstring& group) {
   if (!top) return false;
   platform::RegistryTree tree = top->key->tree();
   std::vector<std::wstring> groups(tree.nodes.size());
-  std::vector<KeyCache*> cached(tree.nodes.size());
+  std::vector<KeyCache*> made(tree.nodes.size());
   cache.reserve(cache.size() + tree.nodes.size());
   for (size_t i = 0; i < tree.nodes.size(); ++i) {
     platform::RegistryTree::Node& node = tree.nodes[i];
@@ -270,14 +270,14 @@ bool RegistryConfig::Impl::readAhead(const std::wstring& group) {
     } else {
       const std::wstring& parent = groups[node.parent];
       groups[i] = parent.empty() ? node.name : parent + L'\\' + node.name;
-      cached[node.parent]->subKeys->push_back(node.name);
+      made[node.parent]->subKeys->push_back(node.name);
     }
-    KeyCache& entry = cache[groups[i]];
-    entry = KeyCache{};
-    entry.key = std::move(node.key);
-    entry.setValues(std::move(node.values));
-    entry.subKeys.emplace();
-    cached[i] = &entry;
+    KeyCache& slot = cache[groups[i]];
+    slot = KeyCache{};
+    slot.key = std::move(node.key);
+    slot.setValues(std::move(node.values));
+    slot.subKeys.emplace();
+    made[i] = &slot;
   }
   return true;
 }
