@@ -16,6 +16,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <string>
 
 namespace {
@@ -74,8 +75,14 @@ template <class Storage>
 void load(benchmark::State& state) {
   prepare();
   for (auto _ : state) {
-    Storage storage(L"Software/Korvani/VeltoCAD/Bench/", false);
-    benchmark::DoNotOptimize(storage.load());
+    auto storage = std::make_unique<Storage>(L"Software/Korvani/VeltoCAD/Bench/", false);
+    ut::ConfigNodePtr root = storage->load();
+    benchmark::DoNotOptimize(root);
+    // Freeing what was loaded is not loading it.
+    state.PauseTiming();
+    root.reset();
+    storage.reset();
+    state.ResumeTiming();
   }
 }
 

@@ -109,23 +109,34 @@ void dump(wxConfigBase& config, const wxString& prefix, std::vector<wxString>& l
   }
 }
 
+// Reading ahead reads a small part of the hive key by key and most of it in one pass over every value:
+// both must give what reading key by key gives.
 TEST_F(RegistryConfigTest, ReadingAheadGivesWhatReadingKeyByKeyGives) {
   for (const char* name : {"/t/z", "/t/a", "/t/B/y", "/t/b/c/x", "/t/A2/w", "/other/v"})
     m_config.Write(name, 7L);
   m_config.Write("/t/text", "words");
-  m_config.SetPath("/t");
   std::vector<wxString> keyByKey, ahead;
-  dump(m_config, "", keyByKey);
-  EXPECT_FALSE(m_config.readAhead("/t"));  // only within a transaction
-  ASSERT_TRUE(m_config.beginTransaction(false));
-  EXPECT_FALSE(m_config.readAhead("/missing"));
-  ASSERT_TRUE(m_config.readAhead("/t"));
-  dump(m_config, "", ahead);
-  EXPECT_TRUE(m_config.commitTransaction());
+  const auto readBothWays = [&] {
+    keyByKey.clear();
+    ahead.clear();
+    m_config.SetPath("/t");
+    dump(m_config, "", keyByKey);
+    EXPECT_FALSE(m_config.readAhead("/t"));  // only within a transaction
+    ASSERT_TRUE(m_config.beginTransaction(false));
+    EXPECT_FALSE(m_config.readAhead("/missing"));
+    ASSERT_TRUE(m_config.readAhead("/t"));
+    dump(m_config, "", ahead);
+    EXPECT_TRUE(m_config.commitTransaction());
+  };
+  readBothWays();
   EXPECT_EQ(ahead, keyByKey);
   // Values in the order they were made, groups by name.
   EXPECT_EQ(keyByKey, (std::vector<wxString>{"z=7", "a=7", "text=words-1", "A2/", "A2/w=7", "B/", "B/y=7",
                                              "B/c/", "B/c/x=7"}));
+  for (int i = 0; i < 10; ++i) m_config.Write(wxString::Format("/t/more/k%d/v", i), 1L);
+  readBothWays();
+  EXPECT_EQ(ahead, keyByKey);
+  EXPECT_EQ(keyByKey.size(), 9u + 21u);
 }
 
 TEST_F(RegistryConfigTest, TransactionKeepsWhatItReadInStepWithItsChanges) {

@@ -353,7 +353,9 @@ class HiveKey final : public RegistryKey {
 
   bool hasSubKey(std::wstring_view name) const override { return findChild(m_hive, m_id, folded(name)) != 0; }
 
-  // Key by key, with statements prepared once: cheaper in SQLite than one recursive query.
+  // The keys key by key, with statements prepared once: cheaper in SQLite than one recursive query.
+  // The values likewise, unless the tree holds most keys of the hive: then one pass over the table
+  // costs less than looking each key's values up through the index.
   RegistryTree tree() const override {
     RegistryTree tree;
     std::vector<int64_t> ids{m_id};
@@ -366,7 +368,11 @@ class HiveKey final : public RegistryKey {
         tree.nodes.push_back(
             {i, children.text(1), std::make_unique<HiveKey>(m_store, ids.back(), m_write), {}});
       }
-      tree.nodes[i].values = valuesOf(ids[i]);
+    }
+    if (ids.size() * 2 > highestKeyId()) {
+      scanValues(tree, ids);
+    } else {
+      for (size_t i = 0; i < ids.size(); ++i) tree.nodes[i].values = valuesOf(ids[i]);
     }
     return tree;
   }
@@ -403,6 +409,26 @@ class HiveKey final : public RegistryKey {
   }
 
   int changes() const { return m_hive.changes(); }
+
+  // How many keys the hive has had at most; as many as it has, unless keys were deleted.
+  size_t highestKeyId() const {
+    Statement highest = m_hive.statement("SELECT max(id) FROM keys");
+    return highest.step() == SQLITE_ROW ? static_cast<size_t>(highest.integer(0)) : 0;
+  }
+
+  // The values of the keys `ids` (those of `tree.nodes`, index for index) in one pass over every value
+  // of the hive, which the table holds in the order they were created.
+  void scanValues(RegistryTree& tree, const std::vector<int64_t>& ids) const {
+    std::unordered_map<int64_t, size_t> nodeOf(ids.size());
+    for (size_t i = 0; i < ids.size(); ++i) nodeOf.emplace(ids[i], i);
+    Statement all = m_hive.statement("SELECT key, name, type, data FROM vals ORDER BY id");
+    while (all.step() == SQLITE_ROW) {
+      const auto found = nodeOf.find(all.integer(0));
+      if (found == nodeOf.end()) continue;
+      tree.nodes[found->second].values.push_back(
+          {all.text(1), static_cast<uint32_t>(all.integer(2)), all.blob(3)});
+    }
+  }
 
   // The values of the key `id`, in the order they were created. They come in the order of the index by
   // name and are sorted here: asking SQLite for the order would cost a temporary table per key.
