@@ -148,8 +148,12 @@ TEST_F(RegistryConfigTest, TransactionKeepsWhatItReadInStepWithItsChanges) {
   m_config.Write("q/X", 2L);  // another spelling of the same key and value
   EXPECT_EQ(m_config.Read("Q/x", 0L), 2);
   m_config.SetPath("/p/new");
-  m_config.SetPath("/p");
+  m_config.SetPath("..");
+  EXPECT_EQ(m_config.GetPath(), "/p");
   EXPECT_EQ(ut::internal::configNames(m_config, true), (std::vector<wxString>{"new", "q"}));
+  m_config.SetPath("..");
+  EXPECT_EQ(m_config.GetPath(), "/");
+  EXPECT_EQ(m_config.Read("p/q/x", 0L), 2);
   EXPECT_TRUE(m_config.commitTransaction());
 }
 

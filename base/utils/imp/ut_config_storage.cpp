@@ -66,9 +66,12 @@ void loadGroup(wxConfigBase& config, ConfigNodeBase& group) {
   }
 }
 
+// Only groups keep a touched flag.
 void clearTouchedBelow(ConfigNodeBase& node) {
   node.clearTouched();
-  for (const ConfigNodePtr& child : node.children()) clearTouchedBelow(*child);
+  for (const ConfigNodePtr& child : node.children()) {
+    if (child->isGroup()) clearTouchedBelow(*child);
+  }
 }
 
 }  // namespace
@@ -172,28 +175,30 @@ class TreeWriter {
 
  private:
   bool writeNode(const ConfigNodePtr& node, const ConfigNodeBase& parent, bool rewrite) {
-    const wxString name(node->path().c_str());
     if (node->isDestructiveWrite()) {
       if (node->isGroup()) {
-        m_config.DeleteGroup(name);
+        m_config.DeleteGroup(nameOf(*node));
       } else {
-        m_config.DeleteEntry(name, false);
+        m_config.DeleteEntry(nameOf(*node), false);
       }
       rewrite = true;
     }
     if (node->type() == ConfigValBase::eNoNode) return true;
-    if (!node->isGroup()) return (m_saved.unchanged(node, parent) && !rewrite) || writeValue(*node, name);
-    m_config.SetPath(name);
+    if (!node->isGroup()) return (m_saved.unchanged(node, parent) && !rewrite) || writeValue(*node);
+    m_config.SetPath(nameOf(*node));
     const bool ok = writeChildren(*node, rewrite);
     m_config.SetPath(L"..");
     return ok;
   }
 
-  bool writeValue(const ConfigNodeBase& entry, const wxString& name) {
+  // Made only where needed: most entries of a save are passed over.
+  static wxString nameOf(const ConfigNodeBase& node) { return wxString(node.path().str()); }
+
+  bool writeValue(const ConfigNodeBase& entry) {
     unsigned long number = 0;
     OdString text;
-    if (entry.getULong(number)) return m_config.Write(name, static_cast<long>(number));
-    if (entry.getString(text)) return m_config.Write(name, wxString(text.c_str()));
+    if (entry.getULong(number)) return m_config.Write(nameOf(entry), static_cast<long>(number));
+    if (entry.getString(text)) return m_config.Write(nameOf(entry), wxString(text.str()));
     return true;  // an entry without a value has nothing to store
   }
 

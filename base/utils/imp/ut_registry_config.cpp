@@ -8,6 +8,7 @@
 
 #include <wx/arrstr.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <optional>
@@ -57,6 +58,7 @@ struct RegistryConfig::Impl {
     std::unordered_map<std::wstring, size_t, internal::NoCaseHash, internal::NoCaseEqual> valueIndex;
     size_t lastFound = 0;
     std::optional<std::vector<std::wstring>> subKeys;
+    KeyCache* parent = nullptr;  // the parent group's cache, where it was at hand
 
     void setValues(std::vector<platform::RegistryValue> read) {
       values = std::move(read);
@@ -98,12 +100,11 @@ struct RegistryConfig::Impl {
   }
 
   // Opens `group` (for writing, or creating it), from its parent's open key where that is at hand.
-  std::unique_ptr<RegistryKey> open(const std::wstring& group, bool write, bool create) const {
+  std::unique_ptr<RegistryKey> open(const std::wstring& group, const KeyCache* parent, bool write,
+                                    bool create) const {
     std::string error;
-    const auto [parentGroup, name] = splitLastName(group);
-    const KeyCache* parent = group.empty() ? nullptr : atHand(parentGroup);
     if (parent && (parent->key->writable() || !write))
-      return parent->key->openSubKey(name, write, create, error);
+      return parent->key->openSubKey(splitLastName(group).second, write, create, error);
     return platform::openRegistryKey(root, keyPath(group), write, create, error);
   }
 
@@ -118,19 +119,34 @@ struct RegistryConfig::Impl {
   // transaction keys are opened for writing from the start, so that a save reads and writes through one
   // handle per key.
   KeyCache* entry(const std::wstring& group, bool write) const {
-    const auto found = cache.find(group);
-    if (found != cache.end() && (found->second.key->writable() || !write)) return &found->second;
-    std::unique_ptr<RegistryKey> opened = open(group, write || writing, write);
-    if (!caching()) forget();
-    if (!opened) return nullptr;
-    // The key may just have been made: its parent's list of sub-keys is to be read again.
-    if (KeyCache* parent = write && !group.empty() ? atHand(splitLastName(group).first) : nullptr) {
-      parent->subKeys.reset();
+    auto [slot, isNew] = cache.try_emplace(group);
+    if (!isNew && (slot->second.key->writable() || !write)) return &slot->second;
+    KeyCache* parent = group.empty() ? nullptr : atHand(splitLastName(group).first);
+    std::unique_ptr<RegistryKey> opened = open(group, parent, write || writing, write);
+    if (!opened) {
+      if (isNew) cache.erase(slot);
+      return nullptr;
     }
-    KeyCache& made = cache[group];
-    made = KeyCache{};
-    made.key = std::move(opened);
-    return &made;
+    if (!caching()) {
+      forget();
+      slot = cache.try_emplace(group).first;
+      parent = nullptr;
+    } else if (parent && write) {
+      parent->subKeys.reset();  // the key may just have been made
+    }
+    slot->second = KeyCache{};
+    slot->second.key = std::move(opened);
+    slot->second.parent = parent;
+    return &slot->second;
+  }
+
+  // Makes the current group's parent current, if its cache is at hand.
+  bool toParent() {
+    KeyCache* parent = caching() && current ? current->parent : nullptr;
+    if (!parent) return false;
+    currentGroup.resize(splitLastName(currentGroup).first.size());
+    current = parent;
+    return true;
   }
 
   // The cache of the current group, opened for writing with `write`.
@@ -259,6 +275,7 @@ size_t RegistryConfig::Impl::count(const std::wstring& group, bool groups, bool 
 bool RegistryConfig::Impl::readAhead(const std::wstring& group) {
   KeyCache* top = caching() ? entry(group, false) : nullptr;
   if (!top) return false;
+  KeyCache* const above = top->parent;
   platform::RegistryTree tree = top->key->tree();
   std::vector<std::wstring> groups(tree.nodes.size());
   std::vector<KeyCache*> made(tree.nodes.size());
@@ -277,6 +294,7 @@ bool RegistryConfig::Impl::readAhead(const std::wstring& group) {
     slot.key = std::move(node.key);
     slot.setValues(std::move(node.values));
     slot.subKeys.emplace();
+    slot.parent = i == 0 ? above : made[node.parent];
     made[i] = &slot;
   }
   return true;
@@ -371,6 +389,11 @@ bool RegistryConfig::writeAt(const wxString& key, ERegType type, std::string_vie
 }
 
 void RegistryConfig::SetPath(const wxString& path) {
+  if (path == L".." && m_impl->toParent()) {
+    m_path = m_path.BeforeLast(L'/');
+    if (m_path.empty()) m_path = L"/";
+    return;
+  }
   const Location location = at(path, false);
   if (!location.valid) return;
   // As wxWidgets promises, a path that does not exist is created (where the hive may be written). The
@@ -379,9 +402,9 @@ void RegistryConfig::SetPath(const wxString& path) {
   if (!entry) entry = m_impl->entry(location.group, true);
   m_impl->currentGroup = location.group;
   m_impl->current = entry;
-  wxString group(location.group);
-  group.Replace(L"\\", L"/");
-  m_path = L"/" + group;
+  std::wstring slashed = L"/" + location.group;
+  std::replace(slashed.begin(), slashed.end(), L'\\', L'/');
+  m_path = slashed;
 }
 
 bool RegistryConfig::GetFirstGroup(wxString& name, long& index) const {

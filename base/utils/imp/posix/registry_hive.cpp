@@ -122,12 +122,14 @@ class Statement {
     sqlite3_bind_int64(m_stmt, index, value);
     return *this;
   }
+  // Text and blobs are bound without a copy: they must outlive the steps.
   Statement& bind(int index, const std::string& text) {
-    sqlite3_bind_text(m_stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    sqlite3_bind_text(m_stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
     return *this;
   }
+  Statement& bind(int index, std::string&& text) = delete;
   Statement& bindBlob(int index, std::string_view data) {
-    sqlite3_bind_blob(m_stmt, index, data.data(), static_cast<int>(data.size()), SQLITE_TRANSIENT);
+    sqlite3_bind_blob(m_stmt, index, data.data(), static_cast<int>(data.size()), SQLITE_STATIC);
     return *this;
   }
   // SQLITE_ROW, SQLITE_DONE or an error code.
@@ -314,12 +316,15 @@ class HiveKey final : public RegistryKey {
   bool writable() const override { return m_write; }
 
   std::optional<RegistryValue> readValue(std::wstring_view name) const override {
+    const std::string key = folded(name);
     Statement read = m_hive.statement("SELECT name, type, data FROM vals WHERE key = ?1 AND folded = ?2");
-    read.bind(1, m_id).bind(2, folded(name));
+    read.bind(1, m_id).bind(2, key);
     if (read.step() != SQLITE_ROW) return std::nullopt;
     return RegistryValue{read.text(0), static_cast<uint32_t>(read.integer(1)), read.blob(2)};
   }
 
+  // Most writes replace a value, and an update costs SQLite less than an insert that meets the value
+  // already there; the insert, which still updates on a conflict, follows only when nothing was updated.
   bool writeValue(std::wstring_view name, uint32_t type, std::string_view data, std::string& error) override {
     if (!m_write) {
       error = "the key is open for reading only";
@@ -327,17 +332,24 @@ class HiveKey final : public RegistryKey {
     }
     std::string spelled;
     if (!encodeName(name, kMaxValueNameLength, "a value name", spelled, error)) return false;
+    const std::string key = folded(name);
+    Statement update =
+        m_hive.statement("UPDATE vals SET type = ?3, data = ?4 WHERE key = ?1 AND folded = ?2");
+    update.bind(1, m_id).bind(2, key).bind(3, type).bindBlob(4, data);
+    if (!m_hive.run(std::move(update))) return false;
+    if (changes() > 0) return true;
     Statement write = m_hive.statement(
         "INSERT INTO vals(key, name, folded, type, data) VALUES (?1, ?2, ?3, ?4, ?5) "
         "ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data");
-    write.bind(1, m_id).bind(2, spelled).bind(3, folded(name)).bind(4, type).bindBlob(5, data);
+    write.bind(1, m_id).bind(2, spelled).bind(3, key).bind(4, type).bindBlob(5, data);
     return m_hive.run(std::move(write));
   }
 
   bool deleteValue(std::wstring_view name) override {
     if (!m_write) return false;
+    const std::string key = folded(name);
     Statement remove = m_hive.statement("DELETE FROM vals WHERE key = ?1 AND folded = ?2");
-    remove.bind(1, m_id).bind(2, folded(name));
+    remove.bind(1, m_id).bind(2, key);
     return m_hive.run(std::move(remove)) && changes() > 0;
   }
 
@@ -393,8 +405,9 @@ class HiveKey final : public RegistryKey {
 
   bool deleteSubKey(std::wstring_view name) override {
     if (!m_write) return false;
+    const std::string key = folded(name);
     Statement remove = m_hive.statement("DELETE FROM keys WHERE parent = ?1 AND folded = ?2");
-    remove.bind(1, m_id).bind(2, folded(name));
+    remove.bind(1, m_id).bind(2, key);
     return m_hive.run(std::move(remove)) && changes() > 0;
   }
 
