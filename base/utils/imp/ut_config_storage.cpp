@@ -31,39 +31,43 @@ OdString lastName(const OdString& path) {
   return OdString(group.AfterLast(L'/').wc_str());
 }
 
-void loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase& group) {
+// Whether the entry was loaded: the tree holds numbers and strings only.
+bool loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase& group) {
   const ConfigNodePtr entry = std::make_shared<ConfigNode>(OdString(name.wc_str()));
   long number = 0;
   wxString text;
   switch (config.GetEntryType(name)) {
     case wxConfigBase::Type_Integer:
-      if (!config.Read(name, &number)) return;
+      if (!config.Read(name, &number)) return false;
       (void)entry->setULong(static_cast<uint32_t>(number));
       break;
     case wxConfigBase::Type_String:
-      if (!config.Read(name, &text)) return;
+      if (!config.Read(name, &text)) return false;
       (void)entry->setString(text.wc_str());
       break;
     default:
-      return;  // the tree holds numbers and strings only
+      return false;
   }
-  group.addChild(entry);
+  return group.addChild(entry);
 }
 
-// Reads the group the configuration object stands at into `group`, and everything below it.
-void loadGroup(wxConfigBase& config, ConfigNodeBase& group) {
+// Reads the group the configuration object stands at into `group`, and everything below it; answers
+// the number of entries read.
+size_t loadGroup(wxConfigBase& config, ConfigNodeBase& group) {
+  size_t loaded = 0;
   wxString name;
   long index = 0;
   for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index)) {
-    loadEntry(config, name, group);
+    loaded += loadEntry(config, name, group);
   }
   for (const wxString& name : internal::configNames(config, true)) {
     const ConfigNodePtr child = std::make_shared<ConfigContainerNode>(OdString(name.wc_str()));
     config.SetPath(name);
-    loadGroup(config, *child);
+    loaded += loadGroup(config, *child);
     config.SetPath(L"..");
     group.addChild(child);
   }
+  return loaded;
 }
 
 // Only groups keep a touched flag.
@@ -98,6 +102,8 @@ struct internal::ConfigSnapshot {
     (void)node.getString(value.text);
     return value;
   }
+
+  explicit ConfigSnapshot(size_t entries = 0) { m_saved.reserve(entries); }
 
   void add(const ConfigNodeBase& group) {
     for (const ConfigNodePtr& child : group.children()) {
@@ -224,11 +230,11 @@ ConfigNodePtr ConfigStorageWx::load() {
   }
   cfg->SetPath(group);
   ConfigNodePtr root = ConfigNode::createNode(lastName(path()) + L"/");
-  loadGroup(*cfg, *root);
+  const size_t loaded = loadGroup(*cfg, *root);
   cfg->SetPath(L"/");
   endLoad();
   clearTouchedBelow(*root);
-  m_saved = std::make_unique<internal::ConfigSnapshot>();
+  m_saved = std::make_unique<internal::ConfigSnapshot>(loaded);
   m_saved->add(*root);
   return root;
 }

@@ -28,13 +28,14 @@ std::pair<std::wstring_view, std::wstring_view> splitLastName(std::wstring_view 
   return {group.substr(0, last), group.substr(last + 1)};
 }
 
+std::wstring_view viewOf(const wxString& text) { return {text.wc_str(), text.length()}; }
+
 // A name of the current group: no "/" or "\\", and neither "." nor "..".
 bool isPlainName(const wxString& key) {
-  return !key.empty() && key.find(L'/') == wxString::npos && key.find(L'\\') == wxString::npos &&
-         key != L"." && key != L"..";
+  const std::wstring_view name = viewOf(key);
+  const auto separator = [](wchar_t c) { return c == L'/' || c == L'\\'; };
+  return !name.empty() && std::none_of(name.begin(), name.end(), separator) && name != L"." && name != L"..";
 }
-
-std::wstring_view viewOf(const wxString& text) { return {text.wc_str(), text.length()}; }
 
 }  // namespace
 

@@ -9,11 +9,6 @@ constexpr std::string_view kTerminator("\0\0", 2);
 bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-void appendUnit(std::string& out, char32_t unit) {
-  out += static_cast<char>(unit & 0xFF);
-  out += static_cast<char>(unit >> 8);
-}
-
 char32_t unitAt(std::string_view bytes, size_t index) {
   return static_cast<unsigned char>(bytes[2 * index]) | static_cast<unsigned char>(bytes[2 * index + 1]) << 8;
 }
@@ -32,36 +27,44 @@ std::string_view untilTerminator(std::string_view bytes, size_t& next) {
 
 }  // namespace
 
+// Both directions write into a buffer sized for the longest result and trim it: appending unit by unit
+// costs several times as much.
 std::string toUtf16le(std::wstring_view text) {
-  std::string out;
-  out.reserve(2 * text.size());
+  std::string out(4 * text.size(), '\0');
+  char* next = out.data();
+  const auto put = [&next](char32_t unit) {
+    *next++ = static_cast<char>(unit & 0xFF);
+    *next++ = static_cast<char>(unit >> 8);
+  };
   for (wchar_t wc : text) {
     char32_t c = static_cast<char32_t>(wc);
     if (c > 0x10FFFF) c = 0xFFFD;
     if (c < 0x10000) {
-      appendUnit(out, c);
+      put(c);
       continue;
     }
     c -= 0x10000;
-    appendUnit(out, 0xD800 + (c >> 10));
-    appendUnit(out, 0xDC00 + (c & 0x3FF));
+    put(0xD800 + (c >> 10));
+    put(0xDC00 + (c & 0x3FF));
   }
+  out.resize(next - out.data());
   return out;
 }
 
 std::wstring fromUtf16le(std::string_view bytes) {
-  std::wstring text;
   const size_t count = bytes.size() / 2;
-  text.reserve(count);
+  std::wstring text(count, L'\0');
+  wchar_t* next = text.data();
   for (size_t i = 0; i < count; ++i) {
     const char32_t unit = unitAt(bytes, i);
     if (isHighSurrogate(unit) && i + 1 < count && isLowSurrogate(unitAt(bytes, i + 1))) {
-      text += static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (unitAt(bytes, i + 1) - 0xDC00));
+      *next++ = static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (unitAt(bytes, i + 1) - 0xDC00));
       ++i;
     } else {
-      text += static_cast<wchar_t>(unit);
+      *next++ = static_cast<wchar_t>(unit);
     }
   }
+  text.resize(next - text.data());
   return text;
 }
 
