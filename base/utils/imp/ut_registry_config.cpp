@@ -214,7 +214,7 @@ struct RegistryConfig::Impl {
   bool next(bool groups, wxString& name, long& index) const {
     const std::wstring* found = caching() ? cachedName(groups, index) : fetchedName(groups, index);
     if (!found) return false;
-    name = *found;
+    name.assign(found->data(), found->size());  // keeps the buffer of the name before
     ++index;
     return true;
   }
