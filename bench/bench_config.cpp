@@ -134,6 +134,8 @@ sqlite3* openRaw() {
   sqlite3* db = nullptr;
   sqlite3_open((workDir() / "user.hive").c_str(), &db);
   sqlite3_busy_timeout(db, 30000);
+  // As the hive's own connections commit: the log is synced at checkpoints, not at every commit.
+  sqlite3_exec(db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
   return db;
 }
 
