@@ -103,9 +103,14 @@ TEST_F(RegistryTest, LimitsAreRefusedWithAMessage) {
   EXPECT_TRUE(key.create(ut::eCurrentUser, L"Software\\" + OdString(std::wstring(255, L'k'))));
   EXPECT_TRUE(key.write(OdString(std::wstring(16383, L'v')), 1L));
   EXPECT_FALSE(key.write(OdString(std::wstring(16384, L'v')), 1L));
-  ASSERT_EQ(g_reports.size(), 2u);
+  const wchar_t loneSurrogate[] = {L'x', static_cast<wchar_t>(0xD800), 0};
+  EXPECT_FALSE(key.write(loneSurrogate, 1L));
+  EXPECT_FALSE(key.create(ut::eCurrentUser, OdString(L"Software\\") + loneSurrogate));
+  ASSERT_EQ(g_reports.size(), 4u);
   EXPECT_EQ(g_reports[0], "ut::Registry::create: a key name longer than 255 characters");
   EXPECT_EQ(g_reports[1], "ut::Registry::write: a value name longer than 16383 characters");
+  EXPECT_EQ(g_reports[2], "ut::Registry::write: a value name holding a character that is not Unicode text");
+  EXPECT_EQ(g_reports[3], "ut::Registry::create: a key name holding a character that is not Unicode text");
 }
 
 TEST_F(RegistryTest, ReadOnlyKeysRefuseWrites) {

@@ -395,17 +395,17 @@ void RegistryConfig::SetPath(const wxString& path) {
     if (m_path.empty()) m_path = L"/";
     return;
   }
-  const Location location = at(path, false);
+  Location location = at(path, false);
   if (!location.valid) return;
   // As wxWidgets promises, a path that does not exist is created (where the hive may be written). The
   // key is opened from the current one, before the path changes.
   Impl::KeyCache* entry = m_impl->entry(location.group, false);
   if (!entry) entry = m_impl->entry(location.group, true);
-  m_impl->currentGroup = location.group;
-  m_impl->current = entry;
   std::wstring slashed = L"/" + location.group;
   std::replace(slashed.begin(), slashed.end(), L'\\', L'/');
   m_path = slashed;
+  m_impl->currentGroup = std::move(location.group);
+  m_impl->current = entry;
 }
 
 bool RegistryConfig::GetFirstGroup(wxString& name, long& index) const {

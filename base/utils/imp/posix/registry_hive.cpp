@@ -330,9 +330,8 @@ class HiveKey final : public RegistryKey {
       error = "the key is open for reading only";
       return false;
     }
-    std::string spelled;
-    if (!encodeName(name, kMaxValueNameLength, "a value name", spelled, error)) return false;
-    const std::string key = folded(name);
+    std::string key;
+    if (!encodeName(internal::foldCase(name), kMaxValueNameLength, "a value name", key, error)) return false;
     Statement update =
         m_hive.statement("UPDATE vals SET type = ?3, data = ?4 WHERE key = ?1 AND folded = ?2");
     update.bind(1, m_id).bind(2, key).bind(3, type).bindBlob(4, data);
@@ -341,6 +340,7 @@ class HiveKey final : public RegistryKey {
     Statement write = m_hive.statement(
         "INSERT INTO vals(key, name, folded, type, data) VALUES (?1, ?2, ?3, ?4, ?5) "
         "ON CONFLICT(key, folded) DO UPDATE SET type = excluded.type, data = excluded.data");
+    const std::string spelled = utf8(name);
     write.bind(1, m_id).bind(2, spelled).bind(3, key).bind(4, type).bindBlob(5, data);
     return m_hive.run(std::move(write));
   }
@@ -391,15 +391,14 @@ class HiveKey final : public RegistryKey {
 
   std::unique_ptr<RegistryKey> openSubKey(std::wstring_view name, bool write, bool create,
                                           std::string& error) override {
-    std::string spelled;
-    if (!encodeName(name, kMaxKeyNameLength, "a key name", spelled, error)) return nullptr;
+    std::string key;
+    if (!encodeName(internal::foldCase(name), kMaxKeyNameLength, "a key name", key, error)) return nullptr;
     if ((write || create) && !m_hive.writable()) {
       error = "the registry hive cannot be written";
       return nullptr;
     }
-    const std::string key = folded(name);
     int64_t child = findChild(m_hive, m_id, key);
-    if (!child && create) child = createChild(m_hive, m_id, spelled, key);
+    if (!child && create) child = createChild(m_hive, m_id, utf8(name), key);
     return child ? std::make_unique<HiveKey>(m_store, child, write || create) : nullptr;
   }
 
