@@ -31,11 +31,11 @@ OdString lastName(const OdString& path) {
   return OdString(group.AfterLast(L'/').wc_str());
 }
 
-// Whether the entry was loaded: the tree holds numbers and strings only.
-bool loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase& group) {
+// Whether the entry was loaded: the tree holds numbers and strings only. `text` is the caller's, so
+// that reading one string after another reuses its buffer.
+bool loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase& group, wxString& text) {
   const ConfigNodePtr entry = std::make_shared<ConfigNode>(OdString(name.wc_str()));
   long number = 0;
-  wxString text;
   switch (config.GetEntryType(name)) {
     case wxConfigBase::Type_Integer:
       if (!config.Read(name, &number)) return false;
@@ -55,10 +55,10 @@ bool loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase&
 // the number of entries read.
 size_t loadGroup(wxConfigBase& config, ConfigNodeBase& group) {
   size_t loaded = 0;
-  wxString name;
+  wxString name, text;
   long index = 0;
   for (bool more = config.GetFirstEntry(name, index); more; more = config.GetNextEntry(name, index)) {
-    loaded += loadEntry(config, name, group);
+    loaded += loadEntry(config, name, group, text);
   }
   for (const wxString& name : internal::configNames(config, true)) {
     const ConfigNodePtr child = std::make_shared<ConfigContainerNode>(OdString(name.wc_str()));

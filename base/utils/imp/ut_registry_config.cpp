@@ -497,7 +497,8 @@ bool RegistryConfig::DeleteAll() {
 bool RegistryConfig::DoReadString(const wxString& key, wxString* value) const {
   const auto found = valueAt(key);
   if (!found || !internal::isStringValue(*found)) return false;
-  *value = internal::stringFromValueBytes(found->data);
+  const std::wstring text = internal::stringFromValueBytes(found->data);
+  value->assign(text.data(), text.size());  // into the buffer `value` has
   return true;
 }
 
