@@ -111,6 +111,16 @@ TEST(ConfigNodeTest, NamesDifferingOnlyInCaseAreOneChild) {
   EXPECT_EQ(root->childAt(L"scale")->path(), OdString(L"SCALE"));
 }
 
+TEST(ConfigNodeTest, ChildrenStayInNameOrderWhateverOrderTheyComeIn) {
+  const ConfigNodePtr root = group(L"", {});
+  for (const wchar_t* name : {L"b", L"d", L"a", L"C", L"e", L"E", L"f"})
+    ASSERT_TRUE(root->addChild(number(name, 1)));
+  std::wstring names;
+  for (const ConfigNodePtr& child : root->children()) names += child->path().str();
+  EXPECT_EQ(names, L"abCdEf");
+  EXPECT_TRUE(is<ut::ConfigReplacedNode>(root->childAt(L"e")));
+}
+
 TEST(ConfigNodeTest, AddingOverAChildWrapsTheNewOneAsReplaced) {
   const ConfigNodePtr root = group(L"", {group(L"Plot", {number(L"Old", 1)})});
   ASSERT_TRUE(root->addChild(group(L"plot", {number(L"Scale", 5)})));

@@ -185,7 +185,9 @@ bool ConfigContainerNode::addChild(ConfigNodePtr child) {
   m_touched = true;
   if (!child || child.get() == this || child->path().isEmpty()) return false;
   // One search finds both the child of that name and, when there is none, where the new one goes.
-  const auto old = m_children.lower_bound(child->path().view());
+  // Children often come in order, as a store lists its groups by name: the end is tried first.
+  const bool last = !m_children.empty() && m_children.key_comp()(*m_children.rbegin(), child);
+  const auto old = last ? m_children.end() : m_children.lower_bound(child->path().view());
   if (old == m_children.end() || m_children.key_comp()(child->path().view(), *old)) {
     m_children.insert(old, std::move(child));
     return true;

@@ -34,7 +34,7 @@ OdString lastName(const OdString& path) {
 // Whether the entry was loaded: the tree holds numbers and strings only. `text` is the caller's, so
 // that reading one string after another reuses its buffer.
 bool loadEntry(const wxConfigBase& config, const wxString& name, ConfigNodeBase& group, wxString& text) {
-  const ConfigNodePtr entry = std::make_shared<ConfigNode>(OdString(name.wc_str()));
+  const ConfigNodePtr entry = std::make_shared<ConfigNode>(OdString(name.ToStdWstring()));
   long number = 0;
   switch (config.GetEntryType(name)) {
     case wxConfigBase::Type_Integer:
@@ -61,7 +61,7 @@ size_t loadGroup(wxConfigBase& config, ConfigNodeBase& group) {
     loaded += loadEntry(config, name, group, text);
   }
   for (const wxString& name : internal::configNames(config, true)) {
-    const ConfigNodePtr child = std::make_shared<ConfigContainerNode>(OdString(name.wc_str()));
+    const ConfigNodePtr child = std::make_shared<ConfigContainerNode>(OdString(name.ToStdWstring()));
     config.SetPath(name);
     loaded += loadGroup(config, *child);
     config.SetPath(L"..");

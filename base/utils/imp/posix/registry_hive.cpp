@@ -429,17 +429,24 @@ class HiveKey final : public RegistryKey {
   }
 
   // The values of the keys `ids` (those of `tree.nodes`, index for index) in one pass over every value
-  // of the hive, which the table holds in the order they were created.
+  // of the hive, which the table holds in the order they were created. They are gathered first and
+  // handed out after, so that each key's list is allocated once, at its size: growing a thousand lists
+  // step by step costs more than the pass itself.
   void scanValues(RegistryTree& tree, const std::vector<int64_t>& ids) const {
     std::unordered_map<int64_t, size_t> nodeOf(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) nodeOf.emplace(ids[i], i);
+    std::vector<std::pair<size_t, RegistryValue>> found;
+    std::vector<size_t> counts(ids.size());
     Statement all = m_hive.statement("SELECT key, name, type, data FROM vals ORDER BY id");
     while (all.step() == SQLITE_ROW) {
-      const auto found = nodeOf.find(all.integer(0));
-      if (found == nodeOf.end()) continue;
-      tree.nodes[found->second].values.push_back(
-          {all.text(1), static_cast<uint32_t>(all.integer(2)), all.blob(3)});
+      const auto node = nodeOf.find(all.integer(0));
+      if (node == nodeOf.end()) continue;
+      ++counts[node->second];
+      found.emplace_back(node->second,
+                         RegistryValue{all.text(1), static_cast<uint32_t>(all.integer(2)), all.blob(3)});
     }
+    for (size_t i = 0; i < ids.size(); ++i) tree.nodes[i].values.reserve(counts[i]);
+    for (auto& [node, value] : found) tree.nodes[node].values.push_back(std::move(value));
   }
 
   // The values of the key `id`, in the order they were created. They come in the order of the index by
