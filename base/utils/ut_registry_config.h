@@ -53,7 +53,7 @@ class RegistryConfig : public wxConfigBase {
   bool readAhead(const wxString& path);
 
   void SetPath(const wxString& path) override;
-  const wxString& GetPath() const override { return m_path; }
+  const wxString& GetPath() const override;
 
   bool GetFirstGroup(wxString& name, long& index) const override;
   bool GetNextGroup(wxString& name, long& index) const override;
@@ -90,7 +90,7 @@ class RegistryConfig : public wxConfigBase {
   bool writeAt(const wxString& key, ERegType type, std::string_view data);
 
   std::unique_ptr<Impl> m_impl;
-  wxString m_path;
+  mutable wxString m_path;  // what GetPath() last answered
 };
 
 }  // namespace ut

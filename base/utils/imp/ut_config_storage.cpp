@@ -122,7 +122,8 @@ struct internal::ConfigSnapshot {
   // Whether the store holds what `entry` holds; if not, `entry` is taken as written from now on.
   bool unchanged(const ConfigNodePtr& entry, const ConfigNodeBase& parent) {
     Saved* saved = find(entry.get());
-    if (saved && saved->node.lock() == entry && saved->parent == &parent && holds(saved->value, *entry)) {
+    // A record of a node that died does not count for a new node at its address.
+    if (saved && !saved->node.expired() && saved->parent == &parent && holds(saved->value, *entry)) {
       return true;
     }
     if (saved) {

@@ -306,8 +306,7 @@ RegistryConfig::RegistryConfig(const wxString& appName, const wxString& vendorNa
                                        (vendorName.empty() ? L"" : vendorName + L"\\").wc_str() +
                                        appName.wc_str()) {}
 
-RegistryConfig::RegistryConfig(ERootKey root, const OdString& rootPath)
-    : m_impl(std::make_unique<Impl>()), m_path(L"/") {
+RegistryConfig::RegistryConfig(ERootKey root, const OdString& rootPath) : m_impl(std::make_unique<Impl>()) {
   m_impl->root = root;
   m_impl->rootPath = rootPath;
 }
@@ -359,7 +358,8 @@ RegistryConfig::Location RegistryConfig::at(const wxString& key, bool isEntry) c
     return {currentGroup.empty() ? key.ToStdWstring() : currentGroup + L'\\' + key.ToStdWstring(), {}, true};
   if (key == L".." && !isEntry) return {std::wstring(splitLastName(currentGroup).first), {}, true};
   wxArrayString parts;
-  wxSplitPath(parts, key.StartsWith(wxCONFIG_PATH_SEPARATOR) ? key : m_path + wxCONFIG_PATH_SEPARATOR + key);
+  wxSplitPath(parts,
+              key.StartsWith(wxCONFIG_PATH_SEPARATOR) ? key : GetPath() + wxCONFIG_PATH_SEPARATOR + key);
   Location location;
   if (isEntry && !parts.empty()) {
     location.name = parts.Last().ToStdWstring();
@@ -390,22 +390,23 @@ bool RegistryConfig::writeAt(const wxString& key, ERegType type, std::string_vie
 }
 
 void RegistryConfig::SetPath(const wxString& path) {
-  if (path == L".." && m_impl->toParent()) {
-    m_path = m_path.BeforeLast(L'/');
-    if (m_path.empty()) m_path = L"/";
-    return;
-  }
+  if (path == L".." && m_impl->toParent()) return;
   Location location = at(path, false);
   if (!location.valid) return;
   // As wxWidgets promises, a path that does not exist is created (where the hive may be written). The
   // key is opened from the current one, before the path changes.
   Impl::KeyCache* entry = m_impl->entry(location.group, false);
   if (!entry) entry = m_impl->entry(location.group, true);
-  std::wstring slashed = L"/" + location.group;
-  std::replace(slashed.begin(), slashed.end(), L'\\', L'/');
-  m_path = slashed;
   m_impl->currentGroup = std::move(location.group);
   m_impl->current = entry;
+}
+
+// Made when asked for: a walk changes the path far more often than it asks for it.
+const wxString& RegistryConfig::GetPath() const {
+  std::wstring path = L"/" + m_impl->currentGroup;
+  std::replace(path.begin(), path.end(), L'\\', L'/');
+  m_path = path;
+  return m_path;
 }
 
 bool RegistryConfig::GetFirstGroup(wxString& name, long& index) const {
