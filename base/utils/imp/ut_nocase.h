@@ -13,8 +13,9 @@ namespace ut::internal {
 // Negative, 0 or positive as `a` sorts before, with or after `b`, ignoring case.
 int compareNoCase(std::wstring_view a, std::wstring_view b);
 
+// Names are mostly spelled alike: an exact match is tried first, which the C library does fast.
 inline bool equalNoCase(std::wstring_view a, std::wstring_view b) {
-  return a.size() == b.size() && compareNoCase(a, b) == 0;
+  return a.size() == b.size() && (a == b || compareNoCase(a, b) == 0);
 }
 
 // Hash and equality of names ignoring case, for unordered containers that look names up without
