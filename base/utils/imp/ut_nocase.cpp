@@ -27,7 +27,7 @@ int compareNoCase(std::wstring_view a, std::wstring_view b) {
   return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
 }
 
-size_t NoCaseHash::operator()(std::wstring_view name) const noexcept {
+size_t NoCaseHash::operator()(std::wstring_view name) const {
   size_t hash = 14695981039346656037ull;  // FNV-1a over the upper-cased characters
   for (wchar_t c : name) hash = (hash ^ static_cast<size_t>(upper(c))) * 1099511628211ull;
   return hash;

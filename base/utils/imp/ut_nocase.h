@@ -22,7 +22,9 @@ inline bool equalNoCase(std::wstring_view a, std::wstring_view b) {
 // making a case-folded copy first.
 struct NoCaseHash {
   using is_transparent = void;
-  size_t operator()(std::wstring_view name) const noexcept;
+  // Deliberately not noexcept: libstdc++ then keeps each key's hash beside it, where it would otherwise
+  // hash keys again while it walks a bucket or grows, and the keys hashed most are long paths.
+  size_t operator()(std::wstring_view name) const;
 };
 
 struct NoCaseEqual {
