@@ -346,11 +346,7 @@ class HiveKey final : public RegistryKey {
   }
 
   bool deleteValue(std::wstring_view name) override {
-    if (!m_write) return false;
-    const std::string key = folded(name);
-    Statement remove = m_hive.statement("DELETE FROM vals WHERE key = ?1 AND folded = ?2");
-    remove.bind(1, m_id).bind(2, key);
-    return m_hive.run(std::move(remove)) && changes() > 0;
+    return deleteNamed("DELETE FROM vals WHERE key = ?1 AND folded = ?2", name);
   }
 
   std::vector<std::wstring> valueNames() const override {
@@ -403,11 +399,7 @@ class HiveKey final : public RegistryKey {
   }
 
   bool deleteSubKey(std::wstring_view name) override {
-    if (!m_write) return false;
-    const std::string key = folded(name);
-    Statement remove = m_hive.statement("DELETE FROM keys WHERE parent = ?1 AND folded = ?2");
-    remove.bind(1, m_id).bind(2, key);
-    return m_hive.run(std::move(remove)) && changes() > 0;
+    return deleteNamed("DELETE FROM keys WHERE parent = ?1 AND folded = ?2", name);
   }
 
  private:
@@ -421,6 +413,15 @@ class HiveKey final : public RegistryKey {
   }
 
   int changes() const { return m_hive.changes(); }
+
+  // Runs `sql`, a deletion of the row of this key named `name`; whether there was one.
+  bool deleteNamed(const char* sql, std::wstring_view name) {
+    if (!m_write) return false;
+    const std::string key = folded(name);
+    Statement remove = m_hive.statement(sql);
+    remove.bind(1, m_id).bind(2, key);
+    return m_hive.run(std::move(remove)) && changes() > 0;
+  }
 
   // How many keys the hive has had at most; as many as it has, unless keys were deleted.
   size_t highestKeyId() const {
