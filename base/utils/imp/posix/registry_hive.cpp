@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -23,6 +24,7 @@
 #include <mutex>
 #include <numeric>
 #include <set>
+#include <thread>
 #include <unordered_map>
 
 namespace ut::platform {
@@ -225,6 +227,18 @@ bool RegistryStore::end(bool commit) {
 
 namespace {
 
+// Runs `sql`, again while another connection holds a lock it needs. Threads or processes that open a
+// new hive at once meet where SQLite answers "busy" without waiting (switching the journal to WAL while
+// another sets the tables up); every statement of the set-up may run twice.
+bool execWaiting(sqlite3* db, const char* sql) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
+  for (;;) {
+    const int rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    if ((rc & 0xFF) != SQLITE_BUSY || std::chrono::steady_clock::now() > deadline) return rc == SQLITE_OK;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
 // Opens (creating with `create`) the database and sets it up; null, reported, when the file is not a
 // database. The file is left exactly as it was found then.
 std::shared_ptr<RegistryStore> openHive(const std::string& path, bool create) {
@@ -244,8 +258,7 @@ std::shared_ptr<RegistryStore> openHive(const std::string& path, bool create) {
   sqlite3_extended_result_codes(db, 1);
   const char* setup = writable ? "PRAGMA foreign_keys=ON; PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;"
                                : "PRAGMA foreign_keys=ON; SELECT count(*) FROM keys;";
-  if (sqlite3_exec(db, setup, nullptr, nullptr, nullptr) != SQLITE_OK ||
-      (writable && sqlite3_exec(db, kSchema, nullptr, nullptr, nullptr) != SQLITE_OK)) {
+  if (!execWaiting(db, setup) || (writable && !execWaiting(db, kSchema))) {
     hive->fail("not a registry hive, or damaged; left as it is");
     return nullptr;
   }
