@@ -146,7 +146,7 @@ TEST_F(RegistryConfigTest, TransactionKeepsWhatItReadInStepWithItsChanges) {
   EXPECT_EQ(ut::internal::configNames(m_config, true), (std::vector<wxString>{"q"}));
   EXPECT_EQ(m_config.Read("Q/x", 0L), 1);
   m_config.Write("q/X", 2L);  // another spelling of the same key and value
-  EXPECT_EQ(m_config.Read("Q/x", 0L), 2);
+  EXPECT_EQ(m_config.Read("Q/X", 0L), 2);
   m_config.SetPath("/p/new");
   m_config.SetPath("..");
   EXPECT_EQ(m_config.GetPath(), "/p");

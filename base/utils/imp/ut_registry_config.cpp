@@ -84,6 +84,7 @@ struct RegistryConfig::Impl {
   mutable std::vector<std::wstring> enumerated;
   mutable std::wstring enumeratedGroup;
   mutable bool enumeratedGroups = false;
+  mutable std::wstring text;  // the string last read, in a buffer each read reuses
 
   // The cache of the current group, while it is at hand.
   mutable KeyCache* current = nullptr;
@@ -168,11 +169,12 @@ struct RegistryConfig::Impl {
   }
 
   // A value of a cached key. Reading a group's entries one after the other, as a walk over them does,
-  // asks for the value last found or the one after it: those are tried before the index by name.
+  // asks for the value last found or the one after it, spelt as the enumeration gave it: those are
+  // tried before the index by name, which ignores case.
   static const platform::RegistryValue* cachedValue(KeyCache& cached, std::wstring_view name) {
     const std::vector<platform::RegistryValue>& values = cachedValues(cached);
     for (const size_t i : {cached.lastFound, cached.lastFound + 1}) {
-      if (i < values.size() && internal::equalNoCase(values[i].name, name)) {
+      if (i < values.size() && values[i].name == name) {
         cached.lastFound = i;
         return &values[i];
       }
@@ -498,8 +500,8 @@ bool RegistryConfig::DeleteAll() {
 bool RegistryConfig::DoReadString(const wxString& key, wxString* value) const {
   const auto found = valueAt(key);
   if (!found || !internal::isStringValue(*found)) return false;
-  const std::wstring text = internal::stringFromValueBytes(found->data);
-  value->assign(text.data(), text.size());  // into the buffer `value` has
+  internal::assignStringFromValueBytes(found->data, m_impl->text);
+  value->assign(m_impl->text.data(), m_impl->text.size());  // into the buffer `value` has
   return true;
 }
 

@@ -51,9 +51,11 @@ std::string toUtf16le(std::wstring_view text) {
   return out;
 }
 
-std::wstring fromUtf16le(std::string_view bytes) {
+namespace {
+
+void assignFromUtf16le(std::string_view bytes, std::wstring& text) {
   const size_t count = bytes.size() / 2;
-  std::wstring text(count, L'\0');
+  text.resize(count);
   wchar_t* next = text.data();
   for (size_t i = 0; i < count; ++i) {
     const char32_t unit = unitAt(bytes, i);
@@ -65,14 +67,27 @@ std::wstring fromUtf16le(std::string_view bytes) {
     }
   }
   text.resize(next - text.data());
+}
+
+}  // namespace
+
+std::wstring fromUtf16le(std::string_view bytes) {
+  std::wstring text;
+  assignFromUtf16le(bytes, text);
   return text;
 }
 
 std::string stringValueBytes(std::wstring_view text) { return toUtf16le(text).append(kTerminator); }
 
 std::wstring stringFromValueBytes(std::string_view bytes) {
+  std::wstring text;
+  assignStringFromValueBytes(bytes, text);
+  return text;
+}
+
+void assignStringFromValueBytes(std::string_view bytes, std::wstring& text) {
   size_t next = 0;
-  return fromUtf16le(untilTerminator(bytes, next));
+  assignFromUtf16le(untilTerminator(bytes, next), text);
 }
 
 std::string multiStringValueBytes(const std::vector<std::wstring>& strings) {

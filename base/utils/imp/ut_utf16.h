@@ -27,6 +27,8 @@ namespace ut::internal {
 [[nodiscard]] std::string stringValueBytes(std::wstring_view text);
 // The text up to the first NUL code unit, or all of it when there is none.
 [[nodiscard]] std::wstring stringFromValueBytes(std::string_view bytes);
+// The same into `text`, whose buffer is reused: reading string after string allocates only to grow it.
+void assignStringFromValueBytes(std::string_view bytes, std::wstring& text);
 
 // Each string terminated, then one more terminator. An empty string would end the list early, so empty
 // strings are left out.
