@@ -199,15 +199,19 @@ TEST_F(QxregTest, FailedImportChangesNothing) {
   std::ofstream(path("plain.txt")) << "just text\n";
   std::ofstream(path("broken.reg")) << "Windows Registry Editor Version 5.00\n\n[" << kLongKey
                                     << "]\n\"Kept\"=\"new\"\nnot a value\n[" << kLongKey << "\\New]\n";
-  const std::pair<const char*, const char*> cases[] = {
+  const std::string tooLong = kLongKey + "\\" + std::string(256, 'k');
+  std::ofstream(path("long.reg")) << "Windows Registry Editor Version 5.00\n\n[" << kLongKey
+                                  << "]\n\"Kept\"=\"new\"\n[" << tooLong << "]\n";
+  const std::pair<const char*, std::string> cases[] = {
       {"plain.txt", "Not a registration file"},
       {"broken.reg", "Skipped 1 malformed lines, the first at line 5"},
+      {"long.reg", "Cannot create registry key " + tooLong + ": a key name longer than 255 characters"},
       {"missing.reg", "File not found"},
   };
   for (const auto& [file, message] : cases) {
     const Outcome outcome = qxreg({"import", path(file)});
     EXPECT_EQ(outcome.code, 1) << file;
-    EXPECT_THAT(outcome.err, HasSubstr("qxreg: " + std::string(message)));
+    EXPECT_THAT(outcome.err, HasSubstr("qxreg: " + message));
     EXPECT_EQ(qxreg({"query", kKey, "/s"}).out, before) << file;
   }
 }

@@ -93,6 +93,33 @@ TEST_F(RegistryConfigTest, TransactionsCommitOrRollBack) {
   EXPECT_TRUE(m_config.HasEntry("kept"));
   EXPECT_FALSE(m_config.HasEntry("dropped"));
   EXPECT_FALSE(m_config.HasEntry("inner"));
+  // A step that fails costs only itself, and says why.
+  const qxtest::Reports reports;
+  ASSERT_TRUE(m_config.beginTransaction());
+  EXPECT_TRUE(m_config.Write("before", 1L));
+  EXPECT_FALSE(m_config.Write(wxString(256, 'k') + "/x", 1L));
+  EXPECT_TRUE(m_config.Write("after", 1L));
+  EXPECT_TRUE(m_config.commitTransaction());
+  EXPECT_TRUE(m_config.HasEntry("before") && m_config.HasEntry("after"));
+  EXPECT_EQ(reports.lines(),
+            (std::vector<std::string>{"ut::RegistryConfig: a key name longer than 255 characters"}));
+}
+
+TEST_F(RegistryConfigTest, TheEmptyNameIsTheKeysDefaultValue) {
+  ut::Registry key(true);
+  ASSERT_TRUE(key.create(ut::eCurrentUser, L"Software\\Korvani\\VeltoCAD"));
+  ASSERT_TRUE(key.write(L"g", OdString(L"a value of the parent named after the key")));
+  ASSERT_TRUE(key.create(ut::eCurrentUser, L"Software\\Korvani\\VeltoCAD\\g"));
+  ASSERT_TRUE(key.write(L"", OdString(L"default")));
+  m_config.SetPath("/g");
+  EXPECT_EQ(ut::internal::configNames(m_config, false), (std::vector<wxString>{""}));
+  EXPECT_EQ(m_config.GetEntryType(""), wxConfigBase::Type_String);
+  EXPECT_EQ(m_config.Read("", wxString()), "default");
+  EXPECT_EQ(m_config.Read("/g/", wxString()), "default");
+  EXPECT_TRUE(m_config.Write("", 5L));
+  m_config.SetPath("/");
+  EXPECT_EQ(m_config.Read("g/", 0L), 5);
+  EXPECT_EQ(m_config.Read("g", wxString()), "a value of the parent named after the key");
 }
 
 // Every group and entry below the current path, walked as a store's load walks them: "path=value".

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <fstream>
@@ -106,11 +107,34 @@ TEST_F(RegistryTest, LimitsAreRefusedWithAMessage) {
   const wchar_t loneSurrogate[] = {L'x', static_cast<wchar_t>(0xD800), 0};
   EXPECT_FALSE(key.write(loneSurrogate, 1L));
   EXPECT_FALSE(key.create(ut::eCurrentUser, OdString(L"Software\\") + loneSurrogate));
-  ASSERT_EQ(g_reports.size(), 4u);
+  OdString deepest = L"Software";
+  for (int level = 2; level <= 512; ++level) deepest += L"\\k";
+  EXPECT_TRUE(key.create(ut::eCurrentUser, deepest));
+  EXPECT_FALSE(key.create(ut::eCurrentUser, deepest + L"\\k"));
+  ASSERT_EQ(g_reports.size(), 5u);
   EXPECT_EQ(g_reports[0], "ut::Registry::create: a key name longer than 255 characters");
   EXPECT_EQ(g_reports[1], "ut::Registry::write: a value name longer than 16383 characters");
   EXPECT_EQ(g_reports[2], "ut::Registry::write: a value name holding a character that is not Unicode text");
   EXPECT_EQ(g_reports[3], "ut::Registry::create: a key name holding a character that is not Unicode text");
+  EXPECT_EQ(g_reports[4], "ut::Registry::create: a key more than 512 levels deep");
+}
+
+// The user's hive is the user's own, as HKEY_CURRENT_USER is; the machine's is readable by everyone.
+TEST_F(RegistryTest, HivesAreMadeWithTheirOwnModesWhateverTheUmask) {
+  const std::filesystem::path dir = m_dir.path() / "made" / "here";
+  const qxtest::ScopedEnv env("VELTOCAD_REGISTRY_DIR", dir.string());
+  const mode_t umaskBefore = umask(0);
+  ASSERT_TRUE(ut::Registry::createKey(ut::eCurrentUser, L"Software\\Mine", nullptr));
+  ASSERT_TRUE(ut::Registry::createKey(ut::eLocalMachine, L"Software\\Shared", nullptr));
+  umask(umaskBefore);
+  const auto mode = [](const std::filesystem::path& path) {
+    return static_cast<unsigned>(std::filesystem::status(path).permissions());
+  };
+  EXPECT_EQ(mode(m_dir.path() / "made"), 0700u);
+  EXPECT_EQ(mode(dir), 0700u);
+  EXPECT_EQ(mode(dir / "user.hive"), 0600u);
+  EXPECT_EQ(mode(dir / "user.hive-wal"), 0600u);
+  EXPECT_EQ(mode(dir / "machine.hive"), 0644u);
 }
 
 TEST_F(RegistryTest, ReadOnlyKeysRefuseWrites) {
@@ -276,6 +300,28 @@ TEST_F(RegistryTest, ImportSkipsMalformedLinesAndReportsThemOnce) {
   EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\In", L"Good"));
   EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\In", L"Late"));
   EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Software\\Gone"));
+}
+
+// A key that cannot be made costs only itself: the keys around it are imported all the same.
+TEST_F(RegistryTest, ImportKeepsTheKeysItCouldCreate) {
+  std::string deep = "HKEY_CURRENT_USER\\Software";
+  for (int level = 2; level <= 20000; ++level) deep += "\\d";
+  const std::filesystem::path file = m_dir.path() / "partly.reg";
+  std::ofstream(file, std::ios::binary) << "Windows Registry Editor Version 5.00\n\n"
+                                           "[HKEY_CURRENT_USER\\Software\\Good1]\n\"a\"=dword:00000001\n\n"
+                                           "[HKEY_CURRENT_USER\\Software\\" +
+                                               std::string(256, 'x') +
+                                               "]\n"
+                                               "\"b\"=dword:00000002\n\n[" +
+                                               deep +
+                                               "]\n\n"
+                                               "[HKEY_CURRENT_USER\\Software\\Good2]\n\"c\"=dword:00000003\n";
+  EXPECT_FALSE(ut::Registry::importKey(file.wstring().c_str(), false));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\Good1", L"a"));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Software\\Good2", L"c"));
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Software\\d"));
+  ASSERT_FALSE(g_reports.empty());
+  EXPECT_EQ(g_reports.front(), "ut::Registry::importKey: Failed to create 2 registry keys");
 }
 
 TEST_F(RegistryTest, ImportOfOtherFilesChangesNothing) {

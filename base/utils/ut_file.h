@@ -54,6 +54,9 @@ class File {
 
   // The number of bytes read, 0 at the end of the file, -1 on failure.
   long long read(void* buffer, size_t size);
+  // The rest of the file, from the current position to its end; false when a read fails (`bytes` then
+  // holds nothing new).
+  bool readAll(std::string& bytes);
   // All of `size` bytes, or false.
   bool write(const void* data, size_t size);
   bool write(std::string_view bytes) { return write(bytes.data(), bytes.size()); }

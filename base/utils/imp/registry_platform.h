@@ -29,9 +29,10 @@ namespace ut::platform {
 
 class RegistryStore;
 
-// The registry's own limits on names.
+// The registry's own limits: on names, and on how deep keys nest below their root.
 constexpr size_t kMaxKeyNameLength = 255;
 constexpr size_t kMaxValueNameLength = 16383;
+constexpr size_t kMaxKeyDepth = 512;
 
 struct RegistryValue {
   std::wstring name;
@@ -80,14 +81,16 @@ class RegistryKey {
 
 // Opens the key at `path` (names joined by "\"; empty components are ignored) under `root`. With
 // `create`, missing keys are created (which needs `write`). Null when the key does not exist, the store
-// cannot be opened, or a name breaks the limits (`error` then says which).
+// cannot be opened, or a name or the depth breaks the limits (`error` then says which).
 std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view path, bool write, bool create,
                                              std::string& error);
 
 // Makes every change the thread makes to the store of `root` until commit() one atomic change: all of
-// it or, after a failure, a crash or a destruction without commit(), none of it. Transactions nest; only
-// the outermost one commits. A transaction that only reads (`write` false) sees the store as it was when
-// it began, whatever other processes write meanwhile; a writing one must not nest inside it.
+// it or, after a failure, a crash or a destruction without commit(), none of it. Transactions nest: an
+// inner one that ends without commit() takes back its own changes only, and the outer one goes on; only
+// the outermost one makes the changes lasting. A transaction that only reads (`write` false) sees the
+// store as it was when it began, whatever other processes write meanwhile; a writing one must not nest
+// inside it.
 class RegistryTransaction {
  public:
   explicit RegistryTransaction(ERootKey root, bool write = true);

@@ -79,6 +79,21 @@ long long File::read(void* buffer, size_t size) {
   return count == wxInvalidOffset ? -1 : count;
 }
 
+// Straight into the string, in one piece where the length is known; a file that grows meanwhile is
+// read to its end all the same.
+bool File::readAll(std::string& bytes) {
+  std::string content(static_cast<size_t>(std::max(length(), 0LL)) + 1, '\0');
+  size_t filled = 0;
+  for (long long count; (count = read(content.data() + filled, content.size() - filled)) != 0;) {
+    if (count < 0) return false;
+    filled += static_cast<size_t>(count);
+    if (filled == content.size()) content.resize(content.size() * 2);
+  }
+  content.resize(filled);
+  bytes = std::move(content);
+  return true;
+}
+
 bool File::write(const void* data, size_t size) {
   if (!m_file) return false;
   const wxLogNull quiet;
@@ -143,19 +158,7 @@ size_t Dir::getAllFiles(const OdString& dir, OdArray<OdString>& paths, const OdS
 
 bool readEntireFile(const OdString& file, std::string& bytes) {
   File in(file, File::eRead);
-  if (!in.isOpened()) return false;
-  // Read straight into the string, in one piece where the length is known; a file that grows meanwhile
-  // is read to its end all the same.
-  std::string content(static_cast<size_t>(std::max(in.length(), 0LL)) + 1, '\0');
-  size_t filled = 0;
-  for (long long count; (count = in.read(content.data() + filled, content.size() - filled)) != 0;) {
-    if (count < 0) return false;
-    filled += static_cast<size_t>(count);
-    if (filled == content.size()) content.resize(content.size() * 2);
-  }
-  content.resize(filled);
-  bytes = std::move(content);
-  return true;
+  return in.isOpened() && in.readAll(bytes);
 }
 
 bool writeEntireFile(const OdString& file, std::string_view bytes) {

@@ -82,14 +82,6 @@ std::wstring quotedName(const std::wstring& name) {
 
 // --- Reading -------------------------------------------------------------------------------------------
 
-std::wstring decodeFile(std::string_view bytes) {
-  if (bytes.starts_with("\xFF\xFE")) return fromUtf16le(bytes.substr(2));
-  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
-  std::wstring text;
-  (void)decodeUtf8(bytes, text, true);
-  return text;
-}
-
 // The lines of a text, without their ends (LF or CR LF).
 class LineSource {
  public:
@@ -365,8 +357,16 @@ std::wstring Writer::text() const { return m_text + std::wstring(kLineEnd); }
 
 std::string Writer::bytes() const { return "\xFF\xFE" + toUtf16le(text()); }
 
+std::wstring decodeText(std::string_view fileBytes) {
+  if (fileBytes.starts_with("\xFF\xFE")) return fromUtf16le(fileBytes.substr(2));
+  if (fileBytes.starts_with("\xEF\xBB\xBF")) fileBytes.remove_prefix(3);
+  std::wstring text;
+  (void)decodeUtf8(fileBytes, text, true);
+  return text;
+}
+
 ReadResult read(std::string_view fileBytes) {
-  const std::wstring text = decodeFile(fileBytes);
+  const std::wstring text = decodeText(fileBytes);
   LineSource lines(text);
   if (lines.atEnd()) return {};
   const std::wstring_view header = trimTrailingBlanks(lines.next());

@@ -119,6 +119,14 @@ struct ReadResult {
 // A line that fits none of these, or a value line while no key is selected (before the first key, after
 // a deleted or malformed one), is malformed: it is counted and skipped. Linear in the size of the file.
 [[nodiscard]] ReadResult read(std::string_view fileBytes);
+// The text of a registration file as read() decodes it: UTF-16LE after its byte-order mark, else UTF-8
+// (a byte-order mark skipped, a byte that is not UTF-8 taken as the character of its value).
+[[nodiscard]] std::wstring decodeText(std::string_view fileBytes);
+
+// Writes the bytes of a registration file; a failure is reported under `operation` with the step that
+// failed: "Failed to create file <file>", "Failed to open file <file>" (it exists, but cannot be written)
+// or "Failed to write to file <file>".
+bool writeFile(const char* operation, const OdString& file, const std::string& bytes);
 
 }  // namespace ut::internal::regfile
 

@@ -101,13 +101,17 @@ struct RegistryConfig::Impl {
     return rootPath.str() + L"\\" + std::wstring(group);
   }
 
-  // Opens `group` (for writing, or creating it), from its parent's open key where that is at hand.
+  // Opens `group` (for writing, or creating it), from its parent's open key where that is at hand. A
+  // refusal with a reason (a name or depth over the limits) is reported.
   std::unique_ptr<RegistryKey> open(const std::wstring& group, const KeyCache* parent, bool write,
                                     bool create) const {
     std::string error;
-    if (parent && (parent->key->writable() || !write))
-      return parent->key->openSubKey(splitLastName(group).second, write, create, error);
-    return platform::openRegistryKey(root, keyPath(group), write, create, error);
+    std::unique_ptr<RegistryKey> opened =
+        parent && (parent->key->writable() || !write)
+            ? parent->key->openSubKey(splitLastName(group).second, write, create, error)
+            : platform::openRegistryKey(root, keyPath(group), write, create, error);
+    if (!error.empty()) callAssert("ut::RegistryConfig", error.c_str(), __FILE__, __LINE__);
+    return opened;
   }
 
   // The cache of `group` if it is at hand; a walk down the tree asks for the current group's most often.
@@ -350,12 +354,13 @@ void RegistryConfig::rollbackTransaction() {
 }
 
 // Resolves `key` against the current path as wxWidgets does ("/" absolute, ".." one group up). With
-// `isEntry`, the last name is the value's.
+// `isEntry`, the last name is the value's; an entry with no name ("", "Sub/") is the key's default value.
 RegistryConfig::Location RegistryConfig::at(const wxString& key, bool isEntry) const {
   const std::wstring& currentGroup = m_impl->currentGroup;
   // Most keys are a plain name in the current group, or ".." out of it: no need to split anything.
   const bool plain = isPlainName(key);
   if (plain && isEntry) return {currentGroup, key.ToStdWstring(), true};
+  if (isEntry && (key.empty() || key.Last() == wxCONFIG_PATH_SEPARATOR)) return at(key, false);
   if (plain)
     return {currentGroup.empty() ? key.ToStdWstring() : currentGroup + L'\\' + key.ToStdWstring(), {}, true};
   if (key == L".." && !isEntry) return {std::wstring(splitLastName(currentGroup).first), {}, true};

@@ -5,9 +5,10 @@
 #include "registry_platform.h"
 #include "ut_config_names.h"
 #include "ut_file.h"
+#include "ut_number_text.h"
 #include "ut_regfile.h"
-#include "ut_report.h"
 #include "ut_registry_values.h"
+#include "ut_report.h"
 #include "ut_utf16.h"
 
 #include <map>
@@ -39,10 +40,6 @@ void addKeyTree(regfile::Writer& writer, const std::wstring& fullPath, RegistryK
   }
 }
 
-bool writeFile(const char* operation, const OdString& file, const std::string& bytes) {
-  return writeEntireFile(file, bytes) || report(operation, "Failed to write file " + narrow(file));
-}
-
 // --- Configuration groups ---
 
 regfile::Value configValue(const wxConfigBase& config, const wxString& name) {
@@ -61,7 +58,7 @@ regfile::Value configValue(const wxConfigBase& config, const wxString& name) {
       return {name.ToStdWstring(), eRegDword, internal::dwordBytes(static_cast<uint32_t>(number))};
     case wxConfigBase::Type_Float:
       config.Read(name, &real);
-      return text(wxString::Format(L"%g", real));
+      return text(internal::gText(real));
     default:
       return text(wxString::Format(L"{{Unknown type: %d}}", static_cast<int>(type)));
   }
@@ -112,6 +109,7 @@ class Importer {
     bool ok = committed || report(kImportKey, "Failed to commit the import");
     if (m_failedKeys > 0) {
       ok = report(kImportKey, "Failed to create " + std::to_string(m_failedKeys) + " registry keys");
+      report(kImportKey, m_firstFailure);
     }
     if (m_failedValues > 0) {
       ok = report(kImportKey, "Failed to write " + std::to_string(m_failedValues) + " registry values");
@@ -128,16 +126,21 @@ class Importer {
   void select(const std::wstring& fullPath) {
     m_key.reset();
     const auto rooted = regfile::splitRoot(fullPath);
-    if (!rooted) {
-      ++m_failedKeys;
-      return;
-    }
+    if (!rooted) return failKey(fullPath, "no such root key");
     begin(rooted->root);
     const std::wstring path(rooted->path);
     if (m_replaceKeys && !path.empty()) Registry::deleteKey(rooted->root, path);
     std::string error;
     m_key = platform::openRegistryKey(rooted->root, path, true, true, error);
-    if (!m_key) ++m_failedKeys;
+    if (!m_key) failKey(fullPath, error.empty() ? "the registry hive cannot be written" : error);
+  }
+
+  // Counts a key that cannot be created; the first is named in the report.
+  void failKey(const std::wstring& fullPath, const std::string& why) {
+    if (m_failedKeys++ == 0) {
+      m_firstFailure =
+          "Cannot create registry key " + std::string(wxString(fullPath).utf8_str()) + ": " + why;
+    }
   }
 
   void setValue(const regfile::Value& value) {
@@ -149,10 +152,20 @@ class Importer {
   std::map<ERootKey, std::unique_ptr<platform::RegistryTransaction>> m_transactions;
   std::unique_ptr<RegistryKey> m_key;
   int m_failedKeys = 0;
+  std::string m_firstFailure;
   int m_failedValues = 0;
 };
 
 }  // namespace
+
+bool regfile::writeFile(const char* operation, const OdString& file, const std::string& bytes) {
+  const bool existed = accessFile(file, eAccessExists);
+  File out;
+  if (!out.open(file, File::eWrite)) {
+    return report(operation, (existed ? "Failed to open file " : "Failed to create file ") + narrow(file));
+  }
+  return (out.write(bytes) && out.close()) || report(operation, "Failed to write to file " + narrow(file));
+}
 
 bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTypes) {
   if (key.isEmpty() || file.isEmpty()) return report(kExportKey, "Bad arguments");
@@ -165,7 +178,7 @@ bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTy
   regfile::Writer writer(exactTypes);
   const std::wstring rootName(regfile::rootName(rooted->root));
   addKeyTree(writer, path.empty() ? rootName : rootName + L"\\" + path, *opened);
-  return writeFile(kExportKey, file, writer.bytes());
+  return regfile::writeFile(kExportKey, file, writer.bytes());
 }
 
 bool Registry::importKey(const OdString& file, bool replaceKeys) {
@@ -204,7 +217,7 @@ bool exportGroup(wxConfigBase& config, const OdString& rootPath, const OdString&
   addConfigGroup(writer, config, L"HKEY_CURRENT_USER\\" + rootPath.str() + L"\\" + group.str());
   config.SetExpandEnvVars(expanding);
   config.SetPath(previousPath);
-  return writeFile(kExportGroup, file, writer.bytes());
+  return regfile::writeFile(kExportGroup, file, writer.bytes());
 }
 
 }  // namespace ut

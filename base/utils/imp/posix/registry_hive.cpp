@@ -8,6 +8,8 @@
 
 #include "registry_platform.h"
 
+#include "posix_file.h"
+
 #include "ut_assert.h"
 #include "ut_nocase.h"
 #include "ut_utf8.h"
@@ -35,6 +37,8 @@ namespace {
 
 constexpr int kBusyTimeoutMs = 30000;
 constexpr const char* kOperation = "ut::Registry";
+
+std::string tooDeep() { return "a key more than " + std::to_string(kMaxKeyDepth) + " levels deep"; }
 
 const char* const kSchema = R"(
   CREATE TABLE IF NOT EXISTS keys(
@@ -175,12 +179,7 @@ class RegistryStore {
   // The statement for `sql`, prepared once per connection. `sql` must be a string literal: the cache
   // knows statements by their address.
   Statement statement(const char* sql) {
-    sqlite3_stmt*& stmt = m_statements[sql];
-    if (!stmt && sqlite3_prepare_v3(m_db, sql, -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) != SQLITE_OK) {
-      fail("cannot prepare a statement");
-      stmt = nullptr;
-    }
-    return Statement(stmt, [this] { fail("a query failed"); });
+    return Statement(prepared(sql), [this] { fail("a query failed"); });
   }
 
   // Runs a statement that returns no rows; false (reported) on failure.
@@ -191,36 +190,53 @@ class RegistryStore {
     return false;
   }
 
+  // Transactions nest as savepoints, so that an inner one that fails takes back its own changes only.
   bool begin(bool write);
   bool end(bool commit);
   int changes() const { return sqlite3_changes(m_db); }
 
  private:
-  bool exec(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
+  sqlite3_stmt* prepared(const char* sql) {
+    sqlite3_stmt*& stmt = m_statements[sql];
+    if (!stmt && sqlite3_prepare_v3(m_db, sql, -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) != SQLITE_OK) {
+      fail("cannot prepare a statement");
+      stmt = nullptr;
+    }
+    return stmt;
+  }
+
+  // Runs a statement that begins or ends a transaction or savepoint; the caller tells what failed.
+  bool exec(const char* sql) {
+    sqlite3_stmt* stmt = prepared(sql);
+    const bool done = stmt && sqlite3_step(stmt) == SQLITE_DONE;
+    if (stmt) sqlite3_reset(stmt);
+    return done;
+  }
 
   std::string m_path;
   sqlite3* m_db;
   bool m_writable;
   int m_depth = 0;
-  bool m_failed = false;  // an inner transaction ended without commit: the outermost must roll back
   std::unordered_map<const char*, sqlite3_stmt*> m_statements;
 };
 
 bool RegistryStore::begin(bool write) {
-  if (m_depth == 0) {
-    if (!exec(write ? "BEGIN IMMEDIATE" : "BEGIN")) return fail("cannot start a transaction");
-    m_failed = false;
-  }
+  const char* start = m_depth > 0 ? "SAVEPOINT nested" : write ? "BEGIN IMMEDIATE" : "BEGIN";
+  if (!exec(start)) return fail("cannot start a transaction");
   ++m_depth;
   return true;
 }
 
 bool RegistryStore::end(bool commit) {
   if (m_depth == 0) return false;
-  m_failed = m_failed || !commit;
-  if (--m_depth > 0) return commit;
-  if (!m_failed && exec("COMMIT")) return true;
-  if (!m_failed) fail("cannot commit");
+  if (--m_depth > 0) {
+    if (commit && exec("RELEASE nested")) return true;
+    exec("ROLLBACK TO nested");
+    exec("RELEASE nested");
+    return false;
+  }
+  if (commit && exec("COMMIT")) return true;
+  if (commit) fail("cannot commit");
   exec("ROLLBACK");
   return false;
 }
@@ -275,8 +291,11 @@ std::shared_ptr<RegistryStore> RegistryStore::forRoot(ERootKey root, bool write)
   if (hive && (hive->writable() || !write)) return hive;
   const bool create = write || !isMachineRoot(root);
   if (create) {
-    std::error_code ignored;
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+    // The user's hive is the user's own, as HKEY_CURRENT_USER is; the machine's is readable by everyone.
+    // SQLite gives the log files of a database the database's mode.
+    const Sharing sharing = isMachineRoot(root) ? Sharing::eReadableByAll : Sharing::eOwnerOnly;
+    posix::makeDirectories(std::filesystem::path(path).parent_path().string(), sharing);
+    posix::createFile(path, sharing);
   }
   if (create || access(path.c_str(), F_OK) == 0) {
     if (auto opened = openHive(path, create)) hive = std::move(opened);
@@ -321,10 +340,11 @@ bool encodeName(std::wstring_view name, size_t maxLength, const char* kind, std:
   return error.empty();
 }
 
+// `depth`: how many keys down from the root (0 for a root itself).
 class HiveKey final : public RegistryKey {
  public:
-  HiveKey(std::shared_ptr<RegistryStore> store, int64_t id, bool write)
-      : m_store(std::move(store)), m_hive(*m_store), m_id(id), m_write(write) {}
+  HiveKey(std::shared_ptr<RegistryStore> store, int64_t id, size_t depth, bool write)
+      : m_store(std::move(store)), m_hive(*m_store), m_id(id), m_depth(depth), m_write(write) {}
 
   bool writable() const override { return m_write; }
 
@@ -380,14 +400,18 @@ class HiveKey final : public RegistryKey {
   RegistryTree tree() const override {
     RegistryTree tree;
     std::vector<int64_t> ids{m_id};
-    tree.nodes.push_back({0, {}, std::make_unique<HiveKey>(m_store, m_id, m_write), {}});
+    std::vector<size_t> depths{m_depth};
+    tree.nodes.push_back({0, {}, std::make_unique<HiveKey>(m_store, m_id, m_depth, m_write), {}});
     for (size_t i = 0; i < tree.nodes.size(); ++i) {
       Statement children = m_hive.statement("SELECT id, name FROM keys WHERE parent = ?1 ORDER BY folded");
       children.bind(1, ids[i]);
-      while (children.step() == SQLITE_ROW) {
+      while (depths[i] < kMaxKeyDepth && children.step() == SQLITE_ROW) {
         ids.push_back(children.integer(0));
-        tree.nodes.push_back(
-            {i, children.text(1), std::make_unique<HiveKey>(m_store, ids.back(), m_write), {}});
+        depths.push_back(depths[i] + 1);
+        tree.nodes.push_back({i,
+                              children.text(1),
+                              std::make_unique<HiveKey>(m_store, ids.back(), depths.back(), m_write),
+                              {}});
       }
     }
     if (ids.size() * 2 > highestKeyId()) {
@@ -402,13 +426,17 @@ class HiveKey final : public RegistryKey {
                                           std::string& error) override {
     std::string key;
     if (!encodeName(internal::foldCase(name), kMaxKeyNameLength, "a key name", key, error)) return nullptr;
+    if (m_depth >= kMaxKeyDepth) {
+      error = tooDeep();
+      return nullptr;
+    }
     if ((write || create) && !m_hive.writable()) {
       error = "the registry hive cannot be written";
       return nullptr;
     }
     int64_t child = findChild(m_hive, m_id, key);
     if (!child && create) child = createChild(m_hive, m_id, utf8(name), key);
-    return child ? std::make_unique<HiveKey>(m_store, child, write || create) : nullptr;
+    return child ? std::make_unique<HiveKey>(m_store, child, m_depth + 1, write || create) : nullptr;
   }
 
   bool deleteSubKey(std::wstring_view name) override {
@@ -487,6 +515,7 @@ class HiveKey final : public RegistryKey {
   std::shared_ptr<RegistryStore> m_store;
   RegistryStore& m_hive;
   int64_t m_id;
+  size_t m_depth;
   bool m_write;
 };
 
@@ -498,6 +527,11 @@ std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view pa
     error = "no such root key";
     return nullptr;
   }
+  const std::vector<std::wstring_view> names = pathNames(path);
+  if (names.size() > kMaxKeyDepth) {
+    error = tooDeep();
+    return nullptr;
+  }
   const std::shared_ptr<RegistryStore> hive = RegistryStore::forRoot(root, write || create);
   if (!hive) {
     if (write || create) error = "the registry hive cannot be written";
@@ -505,8 +539,8 @@ std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view pa
   }
   std::optional<RegistryTransaction> transaction;
   if (create) transaction.emplace(root);
-  std::unique_ptr<RegistryKey> key = std::make_unique<HiveKey>(hive, rootKeyId(root), write || create);
-  for (std::wstring_view name : pathNames(path)) {
+  std::unique_ptr<RegistryKey> key = std::make_unique<HiveKey>(hive, rootKeyId(root), 0, write || create);
+  for (std::wstring_view name : names) {
     key = key->openSubKey(name, write, create, error);
     if (!key) return nullptr;
   }
