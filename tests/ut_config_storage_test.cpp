@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <chrono>
 #include <fstream>
 #include <thread>
@@ -105,6 +106,63 @@ TEST_F(ConfigStorageTest, ChangesThroughHeldNodesAreSaved) {
   EXPECT_EQ(number(reloaded, L"Sub/Deep/Value"), 12u);
 }
 
+// A group the store cannot name is reported and skipped, and nothing of it lands anywhere else.
+TEST_F(ConfigStorageTest, AGroupTheStoreCannotNameCostsOnlyItself) {
+  ut::ConfigRegistryStorage storage(kTest, false);
+  const ut::ConfigNodePtr root = storage.load();
+  for (const std::wstring& name : {std::wstring(L"a\\b"), std::wstring(L".."), std::wstring(256, L'k')}) {
+    const ut::ConfigNodePtr group = ut::ConfigNode::createNode(OdString(name) + L"/");
+    const ut::ConfigNodePtr entry = ut::ConfigNode::createNode(L"Stray");
+    ASSERT_TRUE(entry->setULong(1));
+    group->addChild(entry);
+    root->addChild(group);
+  }
+  ASSERT_TRUE(root->childAt(L"Number")->setULong(2));
+  const qxtest::Reports reports;
+  EXPECT_FALSE(storage.save(root));
+  EXPECT_EQ(reports.lines().size(), 3u);
+  const ut::ConfigNodePtr reloaded = ut::ConfigRegistryStorage(kTest, false).load();
+  EXPECT_EQ(number(reloaded, L"Number"), 2u);
+  EXPECT_FALSE(reloaded->childAt(L"Stray"));
+  EXPECT_FALSE(ut::Registry::verifyValue(ut::eCurrentUser, kProductKey, L"Stray"));
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, kProductKey + L"\\Test\\a"));
+}
+
+// A group's own value is its key's default value, in both stores.
+TEST_F(ConfigStorageTest, GroupsKeepTheirOwnValues) {
+  for (const bool inFile : {false, true}) {
+    SCOPED_TRACE(inFile ? "file" : "registry");
+    ut::ConfigFileStorage::use(inFile, (m_dir.path() / "config").wstring().c_str());
+    const auto store = [inFile]() -> std::unique_ptr<ut::ConfigStorageWx> {
+      if (inFile) return std::make_unique<ut::ConfigFileStorage>(kTest, false);
+      return std::make_unique<ut::ConfigRegistryStorage>(kTest, false);
+    };
+    const ut::ConfigNodePtr root = ut::ConfigNode::createNode(L"Test/");
+    const ut::ConfigNodePtr sub = ut::ConfigNode::createNode(L"Sub/");
+    ASSERT_TRUE(sub->setULong(7) && root->setString(L"top"));
+    root->addChild(sub);
+    ASSERT_TRUE(store()->save(root));
+    const ut::ConfigNodePtr loaded = store()->load();
+    ASSERT_TRUE(loaded);
+    EXPECT_EQ(number(loaded, L"Sub"), 7u);
+    OdString own;
+    EXPECT_TRUE(loaded->getString(own) && own == L"top");
+  }
+  ut::ConfigFileStorage::use(false);
+  ut::Registry key;
+  long value = 0;
+  ASSERT_TRUE(key.open(ut::eCurrentUser, kProductKey + L"\\Test\\Sub"));
+  EXPECT_TRUE(key.read(L"", value) && value == 7);
+  const std::filesystem::path file = m_dir.path() / "group.reg";
+  ut::RegistryConfig config(L"VeltoCAD", L"Korvani");
+  ASSERT_TRUE(ut::exportGroup(config, kProductKey, L"Test/", file.wstring().c_str()));
+  std::ifstream in(file, std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), {});
+  const wxString text(bytes.data() + 2, wxMBConvUTF16LE(), bytes.size() - 2);
+  EXPECT_NE(text.find("\r\n@=\"top\"\r\n"), wxString::npos) << text;
+  EXPECT_NE(text.find("\r\n@=dword:00000007\r\n"), wxString::npos) << text;
+}
+
 TEST_F(ConfigStorageTest, ReadOnlyStorageRefusesToSave) {
   ut::ConfigRegistryStorage storage(kTest, true);
   EXPECT_FALSE(storage.save(storage.load()));
@@ -154,9 +212,10 @@ TEST_F(ConfigStorageTest, ConfigBaseReadsWritesAndFlushes) {
   EXPECT_TRUE(area.deleteGroup(L"Old/"));
   EXPECT_TRUE(area.deleteEntry(L"Name"));
   EXPECT_FALSE(area.deleteEntry(L"Name"));
-  EXPECT_FALSE(area.hasEntry(L"Name"));
-  EXPECT_FALSE(area.hasGroup(L"Old"));
+  EXPECT_FALSE(area.read(L"Name", name));
+  EXPECT_TRUE(area.hasEntry(L"Name"));  // the tombstone, until the flush
   OdArray<OdString> groups;
+  EXPECT_FALSE(area.listGroups(L"Old", groups));
   EXPECT_TRUE(area.listGroups(L"", groups));
   EXPECT_EQ(groups, (OdArray<OdString>{L"New", L"Sub"}));
   EXPECT_EQ(area.countEntries(L"New/"), 1);
@@ -205,11 +264,16 @@ TEST_F(ConfigStorageTest, GroupExportReportsBadArguments) {
   EXPECT_FALSE(ut::exportGroup(config, kProductKey, L"Missing/", file));
   EXPECT_FALSE(
       ut::exportGroup(config, kProductKey, L"Test/", (m_dir.path() / "no" / "g.reg").wstring().c_str()));
-  ut::removeAssertCallback(collect);
   const std::string noFile = (m_dir.path() / "no" / "g.reg").string();
-  EXPECT_EQ(reports, (std::vector<std::string>{"ut::exportGroup: Bad group path: ",
-                                               "ut::exportGroup: Config group not found: Missing/",
-                                               "ut::exportGroup: Failed to write file " + noFile}));
+  EXPECT_FALSE(ut::exportGroup(config, kProductKey, L"Test/", m_dir.path().wstring().c_str()));
+  EXPECT_FALSE(ut::exportGroup(config, kProductKey, L"Test/", L"/dev/full"));
+  EXPECT_EQ(reports,
+            (std::vector<std::string>{
+                "ut::exportGroup: Bad group path: ", "ut::exportGroup: Config group not found: Missing/",
+                "ut::exportGroup: Failed to create file " + noFile,
+                "ut::exportGroup: Failed to open file " + m_dir.path().string(),
+                "ut::exportGroup: Failed to write to file /dev/full"}));
+  ut::removeAssertCallback(collect);
 }
 
 TEST(TypesafeFileConfigTest, KindsSurviveTheFile) {
@@ -235,6 +299,36 @@ TEST(TypesafeFileConfigTest, KindsSurviveTheFile) {
   EXPECT_TRUE(config.Read("lookalike", &text) && text == "dword:0000002a");
   EXPECT_EQ(config.GetEntryType("lookalike"), wxConfigBase::Type_String);
   EXPECT_TRUE(config.Read("slashed", &text) && text == "\\dword:x");
+}
+
+// Each store changes only what it was given, on the file as it is now; the file and its folder are the
+// user's own.
+TEST(ConfigFileStorageTest, StoresOverOneFileKeepEachOthersChanges) {
+  qxtest::TempDir dir;
+  const std::filesystem::path file = dir.path() / "conf" / "config";
+  ut::ConfigFileStorage::use(true, file.wstring().c_str());
+  const mode_t umaskBefore = umask(0);
+  ut::ConfigNodePtr seed = ut::ConfigNode::createNode(L"P/");
+  for (const wchar_t* name : {L"A", L"B"}) {
+    const ut::ConfigNodePtr entry = ut::ConfigNode::createNode(name);
+    ASSERT_TRUE(entry->setULong(1));
+    seed->addChild(entry);
+  }
+  ASSERT_TRUE(ut::ConfigFileStorage(L"P/", false).save(seed));
+  umask(umaskBefore);
+  ut::ConfigFileStorage first(L"P/", false), second(L"P/", false);
+  const ut::ConfigNodePtr one = first.load(), two = second.load();
+  ASSERT_TRUE(one && two);
+  ASSERT_TRUE(one->childAt(L"A")->setULong(2));
+  ASSERT_TRUE(first.save(one));
+  ASSERT_TRUE(two->childAt(L"B")->setULong(3));
+  ASSERT_TRUE(second.save(two));
+  const ut::ConfigNodePtr loaded = ut::ConfigFileStorage(L"P/", false).load();
+  EXPECT_EQ(number(loaded, L"A"), 2u);
+  EXPECT_EQ(number(loaded, L"B"), 3u);
+  ut::ConfigFileStorage::use(false);
+  EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(file).permissions()), 0600u);
+  EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(file.parent_path()).permissions()), 0700u);
 }
 
 TEST(ConfigFileStorageTest, SavesAndLoadsThroughTheFile) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <fstream>
 
 namespace {
@@ -142,10 +143,80 @@ TEST_F(ConfigTest, StructureOperationsInBothKindsOfGroup) {
     EXPECT_EQ(Config::countEntries(group), 1);
     EXPECT_TRUE(Config::hasEntry(group, L"Moved/Bar/Size"));
     EXPECT_TRUE(Config::deleteGroup(group, L"Moved"));
+    // In a profile the existence tests find any node, the tombstone a deletion leaves until the flush too.
+    const bool inProfile = group == ut::eCfgToolbars;
+    EXPECT_EQ(Config::hasGroup(group, L"Moved"), inProfile);
+    EXPECT_EQ(Config::hasEntry(group, L"Bar"), inProfile);
+    ASSERT_TRUE(Config::flush());
     EXPECT_FALSE(Config::hasGroup(group, L"Moved"));
     EXPECT_TRUE(Config::deleteGroup(group));
+    EXPECT_EQ(Config::hasGroup(group), inProfile);
+    ASSERT_TRUE(Config::flush());
     EXPECT_FALSE(Config::hasGroup(group));
   }
+}
+
+// A name that cannot name a key is refused where it is written, with a message, and costs nothing else.
+TEST_F(ConfigTest, PathsThatLeaveTheirGroupAreRefused) {
+  const OdString tooLong(std::wstring(256, L'k'));
+  const qxtest::Reports reports;
+  for (ut::ECfgGroup group : {ut::eCfgDialogs, ut::eCfgSettings}) {
+    for (const OdString& path :
+         {OdString(L"a\\b/X"), OdString(L"../X"), OdString(L"a/./X"), tooLong + L"/Pos"}) {
+      EXPECT_FALSE(Config::writeLong(group, path, 1)) << group << " " << path.c_str();
+    }
+  }
+  EXPECT_EQ(reports.lines().size(), 8u);
+  ASSERT_TRUE(Config::writeLong(ut::eCfgConfig, L"OSMODE", 1));
+  ASSERT_TRUE(Config::writeLong(ut::eCfgToolbars, L"Bar/Size", 2));
+  ASSERT_TRUE(Config::flush());
+  EXPECT_TRUE(hiveHas(Config::regPath(ut::eCfgConfig), L"OSMODE"));
+  EXPECT_TRUE(hiveHas(Config::regPath(ut::eCfgToolbars) + L"\\Bar", L"Size"));
+  OdArray<OdString> groups, entries;
+  ASSERT_TRUE(ut::Registry::listKeys(ut::eCurrentUser, Config::regPath(ut::eCfgProfiles), groups));
+  EXPECT_EQ(groups, (OdArray<OdString>{L"Default"}));
+  for (ut::ECfgGroup group : {ut::eCfgProfile, ut::eCfgDialogs, ut::eCfgLanguageRoot, ut::eCfgSettings}) {
+    ut::Registry::listValues(ut::eCurrentUser, Config::regPath(group), entries);
+  }
+  EXPECT_TRUE(entries.isEmpty()) << entries.size();
+}
+
+// Outside profiles a group is copied with its key's default value, which stays where it is.
+TEST_F(ConfigTest, StoreGroupsCopyWithTheirDefaultValue) {
+  ut::Registry key(true);
+  const OdString settings = Config::regPath(ut::eCfgSettings);
+  ASSERT_TRUE(key.create(ut::eCurrentUser, settings + L"\\Src"));
+  ASSERT_TRUE(key.write(L"", OdString(L"own")) && key.write(L"v", 1L));
+  EXPECT_TRUE(Config::copyGroup(ut::eCfgSettings, L"Src", L"Copy"));
+  EXPECT_TRUE(Config::renameGroup(ut::eCfgSettings, L"Copy", L"Moved"));
+  OdString own;
+  ASSERT_TRUE(key.open(ut::eCurrentUser, settings + L"\\Moved"));
+  EXPECT_TRUE(key.read(L"", own) && own == L"own");
+  OdArray<OdString> stray;
+  ASSERT_TRUE(ut::Registry::listValues(ut::eCurrentUser, settings, stray));
+  EXPECT_TRUE(stray.isEmpty());
+}
+
+// Points and doubles are stored as "1.5", whatever decimal separator the thread or the process uses.
+TEST_F(ConfigTest, NumbersInTextIgnoreTheHostsLocale) {
+  const locale_t german = newlocale(LC_ALL_MASK, "de_DE.UTF-8", locale_t(nullptr));
+  if (!german) GTEST_SKIP() << "de_DE.UTF-8 is not installed";
+  const std::string processBefore = setlocale(LC_NUMERIC, nullptr);
+  setlocale(LC_NUMERIC, "de_DE.UTF-8");
+  const locale_t threadBefore = uselocale(german);
+  EXPECT_TRUE(Config::writePoint(ut::eCfgConfig, L"Origin", OdGePoint3d(1.5, -2.25, 1e-3)));
+  EXPECT_TRUE(Config::writeDouble(ut::eCfgSettings, L"Ratio", 0.5));
+  OdString text;
+  OdGePoint3d origin;
+  double ratio = 0;
+  EXPECT_TRUE(Config::read(ut::eCfgConfig, L"Origin", text) && text == L"1.5,-2.25,0.001") << text.c_str();
+  EXPECT_TRUE(Config::read(ut::eCfgConfig, L"Origin", origin) && origin == OdGePoint3d(1.5, -2.25, 1e-3));
+  EXPECT_TRUE(Config::read(ut::eCfgSettings, L"Ratio", text) && text == L"0.5");
+  EXPECT_TRUE(Config::read(Config::keyPath(ut::eCfgSettings, ut::eCfgPathConfig) + L"Ratio", ratio) &&
+              ratio == 0.5);
+  uselocale(threadBefore);
+  setlocale(LC_NUMERIC, processBefore.c_str());
+  freelocale(german);
 }
 
 TEST_F(ConfigTest, NumberedListsReplaceTheStoredListOnlyWhenChanged) {
@@ -199,6 +270,7 @@ TEST_F(ConfigTest, FileModeKeepsTheTreeInTheFile) {
   ASSERT_TRUE(ut::initConfig(nullptr));
   EXPECT_TRUE(Config::writeLong(ut::eCfgConfig, L"InFile", 9) && ut::writeConfig());
   EXPECT_TRUE(Config::writeString(ut::eCfgSetup, L"Also", L"there"));
+  EXPECT_TRUE(Config::writeLong(ut::eCfgConfig, L"Later", 1) && ut::writeConfig());
   ASSERT_TRUE(ut::initConfig(nullptr));
   long value = 0;
   EXPECT_TRUE(Config::read(ut::eCfgConfig, L"InFile", value) && value == 9);
@@ -230,6 +302,12 @@ TEST(QsbAppIdTest, ReadsTheIdentifierBesideTheExecutableAndTracesFailures) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find(c.traced), std::string::npos) << c.traced;
     std::filesystem::remove(file);
   }
+  std::filesystem::create_symlink("/proc/self/mem", file);  // there, yet unreadable from its start
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Config::qsbAppID(), L"");
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("Unable to read QSB app ID file '"),
+            std::string::npos);
+  std::filesystem::remove(file);
 }
 
 TEST(ConfigFlushTest, TwoProcessesFlushingOneProfileBothKeepTheirChanges) {

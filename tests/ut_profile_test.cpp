@@ -4,6 +4,7 @@
 #include "ut_config.h"
 #include "ut_registry.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -56,8 +57,8 @@ TEST_F(ProfileTest, MakingAProfileCurrentTidiesIt) {
   }
   other->addChild(settings);
   ASSERT_TRUE(ut::setCurrentProfileName(L"OTHER", false));
-  EXPECT_FALSE(Config::hasEntry(ut::eCfgConfig, L"MassPropAccuracy"));
-  EXPECT_FALSE(Config::hasEntry(ut::eCfgConfig, L"CPROFILE"));
+  EXPECT_EQ(Config::entryType(ut::eCfgConfig, L"MassPropAccuracy"), ut::eCfgTypeUnknown);
+  EXPECT_EQ(Config::entryType(ut::eCfgConfig, L"CPROFILE"), ut::eCfgTypeUnknown);
   ASSERT_TRUE(Config::writeLong(ut::eCfgConfig, L"MassPropAccuracy", 4));
   ASSERT_TRUE(ut::setCurrentProfileName(L"Default", false));
   ASSERT_TRUE(ut::setCurrentProfileName(L"Other", false));
@@ -78,9 +79,22 @@ TEST_F(ProfileTest, DeletingTheCurrentProfileReachesTheStoreAtOnce) {
   EXPECT_FALSE(ut::deleteProfile(L"Default"));
 }
 
+// The profiles group holds the entry "CurProfile" beside the profiles: no profile may take its name.
+TEST_F(ProfileTest, NamesOfTheProfilesGroupsEntriesAreRefused) {
+  const qxtest::Reports reports;
+  EXPECT_FALSE(ut::createProfile(L"curprofile", L"", L""));
+  EXPECT_FALSE(ut::setCurrentProfileName(L"CurProfile", true));
+  EXPECT_FALSE(ut::renameProfile(L"Default", L"CURPROFILE"));
+  EXPECT_EQ(reports.lines().size(), 3u);
+  ASSERT_TRUE(ut::writeConfig());
+  EXPECT_EQ(Config::profileManager()->recordedProfileName(), L"Default");
+  EXPECT_TRUE(stored(L"Default"));
+}
+
 TEST_F(ProfileTest, CopyRenameAndResetKeepWhatTheyShould) {
   ASSERT_TRUE(Config::writeLong(ut::eCfgConfig, L"OSMODE", 1));
   ASSERT_TRUE(ut::setProfileDescription(L"Default", L"the first"));
+  ASSERT_TRUE(Config::getProfileNode(L"Default", false)->setString(L"the key's own value"));
   ASSERT_TRUE(ut::createProfile(L"Copy", L"a copy", L"Default"));
   EXPECT_FALSE(ut::createProfile(L"copy", L"", L""));
   ASSERT_TRUE(ut::renameProfile(L"Default", L"Main"));
@@ -96,6 +110,10 @@ TEST_F(ProfileTest, CopyRenameAndResetKeepWhatTheyShould) {
   ASSERT_TRUE(ut::writeConfig());
   EXPECT_TRUE(stored(L"MAIN") && stored(L"Copy"));
   EXPECT_FALSE(stored(L"Default"));
+  ut::Registry copy;
+  OdString own;
+  ASSERT_TRUE(copy.open(ut::eCurrentUser, kProfilesKey + L"\\Copy"));
+  EXPECT_TRUE(copy.read(L"", own) && own == L"the key's own value");
 }
 
 TEST_F(ProfileTest, ExportedProfileImportsUnderAnotherName) {
@@ -138,14 +156,31 @@ TEST_F(ProfileTest, FilesThatAreNotProfilesAreRefusedAndChangeNothing) {
   EXPECT_EQ(ut::getProfileNames(names), 1u);
 }
 
+// The name is read line by line: a file cut short before its header still names its profile.
+TEST_F(ProfileTest, NameAndDescriptionAreReadLineByLine) {
+  writeFile("headless.reg", kProfilesHeader + "Drafting\\Config]\n\"Description\"=\"not this\"\n" +
+                                kProfilesHeader +
+                                "Drafting]\n\"Description\"=\"two \\\"quoted\\\"\nlines\"\n");
+  wxString name, description;
+  ASSERT_TRUE(ut::getProfileNameFromFile(file("headless.reg").c_str(), name, &description));
+  EXPECT_EQ(name, "Drafting");
+  EXPECT_EQ(description, "two \"quoted\"\nlines");
+  writeFile("none.reg", "[HKEY_CURRENT_USER\\Software\\Other]\n");
+  EXPECT_FALSE(ut::getProfileNameFromFile(file("none.reg").c_str(), name, nullptr));
+}
+
 TEST_F(ProfileTest, ImportReportsMalformedLinesAndExpandsWhenAsked) {
   const qxtest::ScopedEnv home("QX_PROFILE_HOME", "/home/drafter");
-  writeFile("expand.reg", "Windows Registry Editor Version 5.00\n\n" + kProfilesHeader + "Expanded]\n"
-                          "\"Path\"=\"$QX_PROFILE_HOME/blocks\"\nnot a value line\n\n" + kProfilesHeader +
-                          "Expanded\\Config]\n\"REGEXPAND\"=dword:00000001\n");
+  writeFile("expand.reg", "Windows Registry Editor Version 5.00\n\n" + kProfilesHeader +
+                              "Expanded]\n"
+                              "\"Path\"=\"$QX_PROFILE_HOME/blocks\"\nnot a value line\n\n" +
+                              kProfilesHeader +
+                              "Expanded\\Config]\n\"REGEXPAND\"=dword:00000001\n\"Bytes\"=hex:01,02\n"
+                              "\"Wide\"=hex(b):00,00,00,00,01,00,00,00\n");
   const qxtest::Reports reports;
   ASSERT_TRUE(ut::importProfile(file("expand.reg").c_str(), nullptr, nullptr));
-  EXPECT_EQ(reports.lines().size(), 1u);
+  ASSERT_EQ(reports.lines().size(), 2u);  // the malformed line, and the values a profile cannot hold
+  EXPECT_THAT(reports.lines()[1], testing::HasSubstr("Skipped 2 values"));
   OdString path;
   ASSERT_TRUE(ut::setCurrentProfileName(L"Expanded", false));
   EXPECT_TRUE(Config::read(ut::eCfgProfile, L"Path", path));

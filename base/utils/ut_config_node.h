@@ -220,6 +220,10 @@ class ConfigContainerNode : public ConfigNode {
   [[nodiscard]] bool isTouched() const override { return m_touched; }
   void clearTouched() override { m_touched = false; }
 
+  // For a store that has saved the group, and so carried out what the markers among its children ask
+  // for: the tombstones go, and each ConfigReplacedNode gives way to the node it wraps.
+  void settleMarkers();
+
  private:
   [[nodiscard]] ConfigNodePtr lookUp(std::wstring_view name);
 

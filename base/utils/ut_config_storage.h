@@ -54,56 +54,52 @@ class ConfigStorage : public ConfigStorageBase {
   OdString m_path;
 };
 
-// A store over a wxWidgets configuration object.
+// A store over a wxWidgets configuration object. A group's own value is its key's default value (the
+// entry without a name). A group or entry whose name the store cannot hold ("a\\b" for a group, "..", a
+// name too long) is reported and left out, and costs only itself: the rest is saved, and save() answers
+// false. Once saved, the markers have done their work and leave the tree.
 class ConfigStorageWx : public ConfigStorage {
  public:
-  // With `readOnly`, save() refuses to write.
-  ConfigStorageWx(const OdString& path, bool readOnly);
   ~ConfigStorageWx() override;
 
   [[nodiscard]] ConfigNodePtr load() override;
   bool save(const ConfigNodePtr& root) override;
-  [[nodiscard]] virtual wxConfigBase* config() = 0;
+  // The configuration object the store works through. A file store that finds its file changed at a
+  // load or save reads it anew, into a new object: the pointer holds until then.
+  [[nodiscard]] virtual wxConfigBase* config();
 
  protected:
-  // Bracket a load and a save; a store whose configuration object can make them consistent and
-  // atomic does so.
-  virtual void beginLoad() {}
-  virtual void endLoad() {}
-  virtual bool beginSave() { return true; }
-  virtual bool endSave(bool success) = 0;
+  // With `readOnly`, save() refuses to write.
+  ConfigStorageWx(const OdString& path, bool readOnly, std::unique_ptr<internal::DirectStore> store);
 
  private:
   bool m_readOnly;
+  std::unique_ptr<internal::DirectStore> m_store;
   std::unique_ptr<internal::ConfigSnapshot> m_saved;
 };
 
-// The registry; paths start under HKEY_CURRENT_USER.
+// The registry; paths start under HKEY_CURRENT_USER. A load reads one consistent state of the hive, and
+// a save is one transaction.
 class ConfigRegistryStorage : public ConfigStorageWx {
  public:
   ConfigRegistryStorage(const OdString& path, bool readOnly);
-  ~ConfigRegistryStorage() override;
-  [[nodiscard]] wxConfigBase* config() override;
-
- protected:
-  void beginLoad() override;
-  void endLoad() override;
-  bool beginSave() override;
-  bool endSave(bool success) override;
-
- private:
-  std::unique_ptr<internal::DirectStore> m_store;
 };
 
 // A wxWidgets configuration file that keeps each value's kind: a number written is read back as a
 // number (GetEntryType() gives Type_Integer), a string as a string, even one that looks like a number.
-// Numbers are stored as "dword:" and eight hexadecimal digits, as in registration files. The file is
-// written by Flush() only, never behind the caller's back when the object is destroyed.
+// Numbers are stored as "dword:" and eight hexadecimal digits, as in registration files. A group's own
+// value (the entry named "") is stored as "@", as registration files name it. The file is written by
+// Flush() only, never behind the caller's back when the object is destroyed.
 class TypesafeFileConfig : public wxFileConfig {
  public:
   TypesafeFileConfig(const wxString& appName, const wxString& vendorName, const wxString& fileName);
 
   EntryType GetEntryType(const wxString& name) const override;
+  bool HasEntry(const wxString& name) const override;
+  bool GetFirstEntry(wxString& name, long& index) const override;
+  bool GetNextEntry(wxString& name, long& index) const override;
+  bool RenameEntry(const wxString& oldName, const wxString& newName) override;
+  bool DeleteEntry(const wxString& name, bool deleteGroupIfEmpty = true) override;
 
  protected:
   bool DoReadString(const wxString& key, wxString* value) const override;
@@ -113,12 +109,13 @@ class TypesafeFileConfig : public wxFileConfig {
 };
 
 // A configuration file; ConfigFileStorage::fileName() names it. Its groups are the registry's keys under
-// HKEY_CURRENT_USER, so a tree has the same paths in both stores.
+// HKEY_CURRENT_USER, so a tree has the same paths in both stores. A load reads the file as it is; a
+// save changes what it was given in the file as it is then, under a lock that keeps every other store
+// of the file, in this process or another, from writing meanwhile, and replaces the file in one step.
+// A new file and its folder are readable by their owner only.
 class ConfigFileStorage : public ConfigStorageWx {
  public:
   ConfigFileStorage(const OdString& path, bool readOnly);
-  ~ConfigFileStorage() override;
-  [[nodiscard]] wxConfigBase* config() override;
 
   // Whether the configuration lives in a file rather than in the registry (ConfigManagerBase's stores
   // follow this), and which file: an empty name stands for "config" in the user's configuration
@@ -126,12 +123,6 @@ class ConfigFileStorage : public ConfigStorageWx {
   static void use(bool inUse, const OdString& fileName = OdString());
   [[nodiscard]] static bool inUse();
   [[nodiscard]] static OdString fileName();
-
- protected:
-  bool endSave(bool success) override;
-
- private:
-  std::unique_ptr<internal::DirectStore> m_store;
 };
 
 // The base of objects that own a configuration tree, with the store services they share. The store is

@@ -4,12 +4,14 @@
 #include "ut_config_storage.h"
 #include "ut_file.h"
 #include "ut_nocase.h"
+#include "ut_number_text.h"
 #include "ut_profile.h"
 #include "ut_profile_file.h"
 #include "ut_registry.h"
 #include "ut_report.h"
 #include "ut_system.h"
 #include "ut_trace.h"
+#include "ut_wx.h"
 
 #include <wx/filename.h>
 #include <wx/utils.h>
@@ -166,6 +168,20 @@ bool withPath(const OdString& path, bool write, Op&& op) {
   return op(static_cast<SettingsArea&>(area), path) && area.commit();
 }
 
+// Whether the group holds a group, or an entry, of that name. Inside a profile the tree is asked from
+// the profile down, so that the marker of a deleted group is found like any node.
+bool has(ECfgGroup group, const OdString& name, bool isGroup) {
+  const Lock lock(state().mutex);
+  if (!knownGroup(group)) return false;
+  if (isProfileGroup(group)) {
+    TreeArea profile(state().manager ? state().manager->currentProfile() : nullptr);
+    const OdString path = kGroups[group].suffix + name;
+    return isGroup ? profile.hasGroup(path) : profile.hasEntry(path);
+  }
+  return withArea(group, false,
+                  [&](SettingsArea& area) { return isGroup ? area.hasGroup(name) : area.hasEntry(name); });
+}
+
 // --- Value encodings ---
 
 OdString formatted(const wchar_t* format, auto... values) {
@@ -195,11 +211,13 @@ std::optional<std::vector<Number>> parseNumbers(const OdString& text, size_t cou
   return values;
 }
 
-// The shortest text that reads back as the same double.
-OdString doubleText(double value) {
-  std::array<char, 32> buffer{};
-  const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
-  return OdString(wxString(buffer.data(), result.ptr - buffer.data()).wc_str());
+OdString doubleText(double value) { return OdString(internal::shortestText(value)); }
+
+// Coordinates as "%g" writes them, with "." whatever the locale: "1.5,-2,0.001".
+OdString coordinatesText(std::initializer_list<double> values) {
+  std::wstring text;
+  for (const double value : values) text += (text.empty() ? L"" : L",") + internal::gText(value);
+  return OdString(std::move(text));
 }
 
 template <class Number>
@@ -395,17 +413,11 @@ bool Config::hasGroup(const OdString& path) {
   return withPath(path, false, [](SettingsArea& area, const OdString& at) { return area.hasGroup(at); });
 }
 
-bool Config::hasGroup(ECfgGroup group) {
-  return withArea(group, false, [](SettingsArea& area) { return area.hasGroup(OdString()); });
-}
+bool Config::hasGroup(ECfgGroup group) { return has(group, OdString(), true); }
 
-bool Config::hasGroup(ECfgGroup group, const OdString& name) {
-  return withArea(group, false, [&](SettingsArea& area) { return area.hasGroup(name); });
-}
+bool Config::hasGroup(ECfgGroup group, const OdString& name) { return has(group, name, true); }
 
-bool Config::hasEntry(ECfgGroup group, const OdString& name) {
-  return withArea(group, false, [&](SettingsArea& area) { return area.hasEntry(name); });
-}
+bool Config::hasEntry(ECfgGroup group, const OdString& name) { return has(group, name, false); }
 
 ECfgType Config::entryType(ECfgGroup group, const OdString& name) {
   ECfgType type = eCfgTypeUnknown;
@@ -535,11 +547,11 @@ bool Config::writePoint(ECfgGroup group, const OdString& name, const wxPoint& va
 }
 
 bool Config::writePoint(ECfgGroup group, const OdString& name, const OdGePoint2d& value) {
-  return writeString(group, name, formatted(L"%g,%g", value.x, value.y));
+  return writeString(group, name, coordinatesText({value.x, value.y}));
 }
 
 bool Config::writePoint(ECfgGroup group, const OdString& name, const OdGePoint3d& value) {
-  return writeString(group, name, formatted(L"%g,%g,%g", value.x, value.y, value.z));
+  return writeString(group, name, coordinatesText({value.x, value.y, value.z}));
 }
 
 bool Config::writeSize(ECfgGroup group, const OdString& name, const wxSize& value) {
@@ -807,8 +819,10 @@ OdString Config::qsbAppID() {
     return OdString();
   };
   if (!wxFileName::FileExists(file)) return fail(L"QSB app ID file '%ls' does not exist");
+  File in(internal::fromWx(file), File::eRead);
+  if (!in.isOpened()) return fail(L"Unable to open QSB app ID file '%ls'");
   std::string text;
-  if (!readEntireFile(OdString(file.wc_str()), text)) return fail(L"Unable to open QSB app ID file '%ls'");
+  if (!in.readAll(text)) return fail(L"Unable to read QSB app ID file '%ls'");
   const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
   if (json.is_discarded()) return fail(L"Unable to parse json from QSB app ID file '%ls'");
   if (!json.is_object() || !json.contains("appID") || !json["appID"].is_string()) {

@@ -1,10 +1,52 @@
 #include "ut_config_area.h"
 
+#include "registry_platform.h"
 #include "ut_config_names.h"
 #include "ut_nocase.h"
 #include "ut_registry_values.h"
+#include "ut_report.h"
+#include "ut_wx.h"
+
+#include <algorithm>
 
 namespace ut::internal {
+
+std::string configNameProblem(std::wstring_view name, bool isEntry) {
+  const size_t limit = isEntry ? platform::kMaxValueNameLength : platform::kMaxKeyNameLength;
+  const bool dots = name.size() <= 2 && name.find_first_not_of(L'.') == std::wstring_view::npos;
+  const auto separator = [isEntry](wchar_t c) { return c == L'/' || (c == L'\\' && !isEntry); };
+  if (!name.empty() && name.size() <= limit && !dots && std::none_of(name.begin(), name.end(), separator)) {
+    return {};  // the common case, checked in one pass and without a string made
+  }
+  const std::string kind = isEntry ? "an entry name" : "a group name";
+  if (name.empty()) return "an empty " + kind.substr(kind.find(' ') + 1);
+  if (name == L"." || name == L"..")
+    return "\"" + std::string(name.size(), '.') + "\" names no group or entry";
+  if (name.find(L'/') != std::wstring_view::npos) return kind + " holding \"/\"";
+  if (name.size() <= limit) return kind + " holding \"\\\"";
+  return kind + " longer than " + std::to_string(limit) + " characters";
+}
+
+std::optional<std::vector<OdString>> configPathNames(const OdString& path, bool isEntry) {
+  std::vector<OdString> names;
+  std::wstring_view rest = path.view();
+  for (;;) {
+    const size_t slash = rest.find(L'/');
+    const bool last = slash == std::wstring_view::npos;
+    const std::wstring_view name = rest.substr(0, slash);
+    if (!name.empty() || (last && isEntry)) {
+      const std::string problem = configNameProblem(name, last && isEntry);
+      if (!problem.empty()) {
+        report("ut::Config", "Bad configuration path \"" + std::string(wxString(path.c_str()).utf8_str()) +
+                                 "\": " + problem);
+        return std::nullopt;
+      }
+      names.emplace_back(name);
+    }
+    if (last) return names;
+    rest.remove_prefix(slash + 1);
+  }
+}
 
 std::pair<OdString, OdString> splitLastName(const OdString& path) {
   OdString trimmed = path;
@@ -56,21 +98,14 @@ ConfigNodePtr child(const ConfigNodePtr& group, const OdString& name, bool isGro
   return group->childAt(name);
 }
 
-ConfigNodePtr makeGroup(ConfigNodePtr group, const OdString& path) {
-  for (int start = 0; group && start < path.getLength();) {
-    const int slash = path.find(L'/', start);
-    const int end = slash < 0 ? path.getLength() : slash;
-    if (end > start) group = child(group, path.mid(start, end - start), true);
-    start = end + 1;
-  }
-  return group;
-}
-
 }  // namespace
 
-bool TreeArea::hasGroup(const OdString& path) { return findOf(m_root, path, true) != nullptr; }
+bool TreeArea::hasGroup(const OdString& path) {
+  OdString trimmed = path;
+  return m_root && (trimmed.trimRight(L'/').isEmpty() || m_root->childAt(trimmed));
+}
 
-bool TreeArea::hasEntry(const OdString& path) { return findOf(m_root, path, false) != nullptr; }
+bool TreeArea::hasEntry(const OdString& path) { return m_root && !path.isEmpty() && m_root->childAt(path); }
 
 ECfgType TreeArea::entryType(const OdString& path) {
   const ConfigNodePtr entry = findOf(m_root, path, false);
@@ -98,10 +133,16 @@ bool TreeArea::readText(const OdString& path, OdString& value) {
   return entry && entry->getString(value);
 }
 
+ConfigNodePtr TreeArea::make(const std::vector<OdString>& names, bool isGroup) {
+  ConfigNodePtr node = m_root;
+  for (size_t i = 0; node && i < names.size(); ++i)
+    node = child(node, names[i], isGroup || i + 1 < names.size());
+  return node;
+}
+
 ConfigNodePtr TreeArea::entryForWriting(const OdString& path) {
-  const auto [groupPath, name] = splitLastName(path);
-  const ConfigNodePtr group = m_root ? makeGroup(m_root, groupPath) : nullptr;
-  return group && !name.isEmpty() ? child(group, name, false) : nullptr;
+  const auto names = m_root ? configPathNames(path, true) : std::nullopt;
+  return names ? make(*names, false) : nullptr;
 }
 
 bool TreeArea::writeNumber(const OdString& path, long value) {
@@ -123,16 +164,19 @@ bool TreeArea::remove(const OdString& path, bool isGroup) {
 
 bool TreeArea::copy(const OdString& from, const OdString& to, bool isGroup) {
   const ConfigNodePtr source = findOf(m_root, from, isGroup);
-  const auto [targetGroup, targetName] = splitLastName(to);
-  if (!source || source == m_root || targetName.isEmpty()) return false;
-  const ConfigNodePtr parent = makeGroup(m_root, targetGroup);
-  const ConfigNodePtr copy = ConfigNode::cloneNodeTo(source, targetName, false);
+  std::optional<std::vector<OdString>> target = source ? configPathNames(to, !isGroup) : std::nullopt;
+  if (!source || source == m_root || !target || target->empty()) return false;
+  const OdString name = target->back();
+  target->pop_back();
+  const ConfigNodePtr parent = make(*target, true);
+  const ConfigNodePtr copy = ConfigNode::cloneNodeTo(source, name, false);
   return parent && copy && parent->addChild(copy);
 }
 
 ConfigNodePtr TreeArea::groupAt(const OdString& path, bool create) {
-  if (create && m_root) return makeGroup(m_root, path);
-  return findOf(m_root, path, true);
+  if (!create || !m_root) return findOf(m_root, path, true);
+  const auto names = configPathNames(path, false);
+  return names ? make(*names, true) : nullptr;
 }
 
 bool TreeArea::list(const OdString& path, bool groups, const NameSink& add) {
@@ -174,18 +218,28 @@ StoreArea::~StoreArea() {
   if (m_open) m_store->rollback();
 }
 
-wxString StoreArea::at(const OdString& path) const {
-  const wxString relative = withoutTrailingSlashes(wxString(path.c_str()));
-  return relative.empty() ? (m_root.empty() ? wxString(L"/") : m_root) : m_root + L"/" + relative;
+std::optional<wxString> StoreArea::at(const OdString& path, bool isEntry) const {
+  const auto names = m_open ? configPathNames(path, isEntry) : std::nullopt;
+  if (!names) return std::nullopt;
+  wxString located = m_root;
+  for (const OdString& name : *names) located << L'/' << wxString(name.c_str());
+  return located.empty() ? wxString(L"/") : located;
 }
 
-bool StoreArea::hasGroup(const OdString& path) { return m_open && m_store->config().HasGroup(at(path)); }
+bool StoreArea::hasGroup(const OdString& path) {
+  const auto group = at(path, false);
+  return group && m_store->config().HasGroup(*group);
+}
 
-bool StoreArea::hasEntry(const OdString& path) { return m_open && m_store->config().HasEntry(at(path)); }
+bool StoreArea::hasEntry(const OdString& path) {
+  const auto entry = at(path, true);
+  return entry && m_store->config().HasEntry(*entry);
+}
 
 ECfgType StoreArea::entryType(const OdString& path) {
-  if (!m_open) return eCfgTypeUnknown;
-  switch (m_store->config().GetEntryType(at(path))) {
+  const auto entry = at(path, true);
+  if (!entry) return eCfgTypeUnknown;
+  switch (m_store->config().GetEntryType(*entry)) {
     case wxConfigBase::Type_String:
       return eCfgTypeString;
     case wxConfigBase::Type_Boolean:
@@ -200,30 +254,38 @@ ECfgType StoreArea::entryType(const OdString& path) {
 }
 
 bool StoreArea::readNumber(const OdString& path, long& value) {
-  return entryType(path) == eCfgTypeInteger && m_store->config().Read(at(path), &value);
+  const auto entry = at(path, true);
+  return entry && m_store->config().GetEntryType(*entry) == wxConfigBase::Type_Integer &&
+         m_store->config().Read(*entry, &value);
 }
 
 bool StoreArea::readText(const OdString& path, OdString& value) {
+  const auto entry = at(path, true);
   wxString text;
-  if (entryType(path) != eCfgTypeString || !m_store->config().Read(at(path), &text)) return false;
-  value = OdString(text.wc_str());
+  if (!entry || m_store->config().GetEntryType(*entry) != wxConfigBase::Type_String ||
+      !m_store->config().Read(*entry, &text)) {
+    return false;
+  }
+  value = fromWx(text);
   return true;
 }
 
 bool StoreArea::writeNumber(const OdString& path, long value) {
-  return m_open && fitsDword(value) && m_store->config().Write(at(path), value);
+  const auto entry = fitsDword(value) ? at(path, true) : std::nullopt;
+  return entry && m_store->config().Write(*entry, value);
 }
 
 bool StoreArea::writeText(const OdString& path, const OdString& value) {
-  return m_open && m_store->config().Write(at(path), wxString(value.c_str()));
+  const auto entry = at(path, true);
+  return entry && m_store->config().Write(*entry, toWx(value));
 }
 
 bool StoreArea::remove(const OdString& path, bool isGroup) {
-  if (!m_open || path.isEmpty()) return false;
+  const auto name = path.isEmpty() ? std::nullopt : at(path, !isGroup);
+  if (!name) return false;
   wxConfigBase& config = m_store->config();
-  const wxString name = at(path);
-  return isGroup ? config.HasGroup(name) && config.DeleteGroup(name)
-                 : config.HasEntry(name) && config.DeleteEntry(name, false);
+  return isGroup ? config.HasGroup(*name) && config.DeleteGroup(*name)
+                 : config.HasEntry(*name) && config.DeleteEntry(*name, false);
 }
 
 bool StoreArea::copyEntry(const wxString& from, const wxString& to) {
@@ -255,20 +317,23 @@ bool StoreArea::copyGroup(const wxString& from, const wxString& to) {
 }
 
 bool StoreArea::copy(const OdString& from, const OdString& to, bool isGroup) {
-  if (!m_open || from.isEmpty() || to.isEmpty()) return false;
+  const auto source = from.isEmpty() ? std::nullopt : at(from, !isGroup);
+  const auto target = source && !to.isEmpty() ? at(to, !isGroup) : std::nullopt;
+  if (!target) return false;
   wxConfigBase& config = m_store->config();
-  const wxString source = at(from), target = at(to);
-  if (!isGroup) return config.HasEntry(source) && copyEntry(source, target);
-  if (!config.HasGroup(source)) return false;
-  if (config.HasGroup(target) && !equalNoCase(source.wc_str(), target.wc_str())) config.DeleteGroup(target);
-  return copyGroup(source, target);
+  if (!isGroup) return config.HasEntry(*source) && copyEntry(*source, *target);
+  if (!config.HasGroup(*source)) return false;
+  if (config.HasGroup(*target) && !equalNoCase(source->wc_str(), target->wc_str()))
+    config.DeleteGroup(*target);
+  return copyGroup(*source, *target);
 }
 
 bool StoreArea::list(const OdString& path, bool groups, const NameSink& add) {
+  const auto group = at(path, false);
   wxConfigBase& config = m_store->config();
-  if (!m_open || (!path.isEmpty() && !config.HasGroup(at(path)))) return false;
-  const PathScope scope(config, at(path));
-  for (const wxString& name : configNames(config, groups)) add(OdString(name.wc_str()));
+  if (!group || (!path.isEmpty() && !config.HasGroup(*group))) return false;
+  const PathScope scope(config, *group);
+  for (const wxString& name : configNames(config, groups)) add(fromWx(name));
   return true;
 }
 

@@ -19,12 +19,28 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace ut::internal {
 
 using NameSink = std::function<void(const OdString& name)>;
 
+// Why `name` cannot name a group (a registry key) or, with `isEntry`, an entry (a value) in every store;
+// empty when it can. "." and ".." would lead elsewhere, a group name cannot hold "\\", and the registry
+// limits the length of both.
+[[nodiscard]] std::string configNameProblem(std::wstring_view name, bool isEntry);
+
+// The names along a path relative to an area: groups, and, with `isEntry`, an entry last ("a/b/c" gives
+// a, b and c). Empty group names ("a//b", a trailing "/") are skipped. Nothing, reported under
+// "ut::Config", when a name cannot be stored (configNameProblem) or an entry's name is empty.
+[[nodiscard]] std::optional<std::vector<OdString>> configPathNames(const OdString& path, bool isEntry);
+
+// A path that leaves the area (".."), or names what no store can hold, is refused with a message where
+// it would be written.
 class SettingsArea {
  public:
   virtual ~SettingsArea() = default;
@@ -50,7 +66,8 @@ class SettingsArea {
   int count(const OdString& path, bool groups);
 };
 
-// An area over a tree in memory; `root` empty makes every operation fail.
+// An area over a tree in memory; `root` empty makes every operation fail. The existence tests answer
+// whether the tree has a node of that name, a marker (a deletion not yet flushed) included.
 class TreeArea : public SettingsArea {
  public:
   explicit TreeArea(ConfigNodePtr root) : m_root(std::move(root)) {}
@@ -70,6 +87,8 @@ class TreeArea : public SettingsArea {
   [[nodiscard]] ConfigNodePtr groupAt(const OdString& path, bool create);
 
  private:
+  // The live node at `names` as `isGroup` asks, made with the groups on the way where missing.
+  ConfigNodePtr make(const std::vector<OdString>& names, bool isGroup);
   ConfigNodePtr entryForWriting(const OdString& path);
 
   ConfigNodePtr m_root;
@@ -99,8 +118,9 @@ class StoreArea : public SettingsArea {
   bool commit() override;
 
  private:
-  // The wxWidgets path of `path` inside the area, "/Software/Korvani/Setup/Path".
-  [[nodiscard]] wxString at(const OdString& path) const;
+  // The wxWidgets path of `path` inside the area, "/Software/Korvani/Setup/Path"; nothing when the area is
+  // not open or the path is refused (configPathNames).
+  [[nodiscard]] std::optional<wxString> at(const OdString& path, bool isEntry) const;
   bool copyEntry(const wxString& from, const wxString& to);
   bool copyGroup(const wxString& from, const wxString& to);
 

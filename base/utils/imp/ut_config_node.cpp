@@ -208,4 +208,18 @@ bool ConfigContainerNode::removeChild(const ConfigNodePtr& child) {
   return true;
 }
 
+void ConfigContainerNode::settleMarkers() {
+  for (auto it = m_children.begin(); it != m_children.end();) {
+    if (isMarker(**it)) {
+      it = m_children.erase(it);
+      continue;
+    }
+    if (const auto* replaced = dynamic_cast<const ConfigReplacedNode*>(it->get())) {
+      ConfigNodePtr wrapped = replaced->wrapped();
+      it = m_children.insert(m_children.erase(it), std::move(wrapped));  // the same name keeps the place
+    }
+    ++it;
+  }
+}
+
 }  // namespace ut

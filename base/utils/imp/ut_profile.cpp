@@ -4,6 +4,8 @@
 #include "ut_config_area.h"
 #include "ut_nocase.h"
 #include "ut_profile_file.h"
+#include "ut_report.h"
+#include "ut_wx.h"
 
 #include <wx/utils.h>
 
@@ -25,6 +27,19 @@ bool isProfileName(const OdString& name) {
 }
 
 bool sameName(const OdString& a, const OdString& b) { return internal::equalNoCase(a.view(), b.view()); }
+
+// Whether a profile may be made, or copied, under `name` in the group `profiles`: one key can carry the
+// name, and it is not that of an entry the group holds beside its profiles ("CurProfile"), which a
+// profile of that name would replace.
+bool isNewProfileName(const ConfigNodePtr& profiles, const OdString& name) {
+  if (!isProfileName(name)) return false;
+  const ConfigNodePtr taken = profiles->childAt(name);
+  const bool isEntry = taken && !taken->isGroup() && taken->type() != ConfigValBase::eNoNode;
+  if (!isEntry && !sameName(name, kCurProfile)) return true;
+  return internal::report("ut::ProfileManager",
+                          "\"" + std::string(internal::toWx(name).utf8_str()) +
+                              "\" cannot name a profile: the profiles group holds an entry of that name");
+}
 
 void expandEnvironmentReferences(ConfigNodeBase& node) {
   OdString text;
@@ -54,7 +69,10 @@ ConfigNodePtr ProfileManagerBase::getProfileNode(const OdString& name, bool crea
   if (trimmed.isEmpty()) return group;
   if (!isProfileName(trimmed)) return nullptr;
   if (ConfigNodePtr found = liveGroup(group->childAt(trimmed))) return found;
-  if (!create || !group->addChild(ConfigNode::createNode(trimmed + L"/"))) return nullptr;
+  if (!create || !isNewProfileName(group, trimmed) ||
+      !group->addChild(ConfigNode::createNode(trimmed + L"/"))) {
+    return nullptr;
+  }
   return group->childAt(trimmed);
 }
 
@@ -76,7 +94,7 @@ bool ProfileManagerBase::setCurrentProfile(const OdString& name, bool create) {
 
 bool ProfileManagerBase::copyProfile(const OdString& from, const OdString& to) {
   const ConfigNodePtr source = from.isEmpty() ? nullptr : getProfileNode(from, false);
-  if (!source || !isProfileName(to) || sameName(from, to)) return false;
+  if (!source || sameName(from, to) || !isNewProfileName(profiles(), to)) return false;
   const ConfigNodePtr copy = ConfigNode::cloneNodeTo(source, to, false);
   if (!copy || !profiles()->addChild(copy)) return false;
   if (m_current && sameName(m_current->path(), to)) m_current = getProfileNode(to, false);
@@ -96,7 +114,7 @@ bool ProfileManagerBase::deleteProfile(const OdString& name) {
 
 bool ProfileManagerBase::renameProfile(const OdString& from, const OdString& to) {
   const ConfigNodePtr source = from.isEmpty() ? nullptr : getProfileNode(from, false);
-  if (!source || !isProfileName(to)) return false;
+  if (!source || !isNewProfileName(profiles(), to)) return false;
   const bool wasCurrent = m_current && sameName(m_current->path(), source->path());
   const ConfigNodePtr copy = ConfigNode::cloneNodeTo(source, to, false);
   if (!copy) return false;
@@ -120,7 +138,7 @@ bool ProfileManagerBase::resetProfile(const OdString& name) {
 }
 
 bool ProfileManagerBase::importProfile(const OdString& name, const std::shared_ptr<ConfigStorageBase>& storage) {
-  const ConfigNodePtr tree = storage && isProfileName(name) ? storage->load() : nullptr;
+  const ConfigNodePtr tree = storage && isNewProfileName(profiles(), name) ? storage->load() : nullptr;
   const ConfigNodePtr profile = tree ? ConfigNode::cloneNodeTo(tree, name, false) : nullptr;
   if (!profile || !profile->isGroup()) return false;
   long expand = 0;
