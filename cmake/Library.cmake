@@ -5,6 +5,7 @@ set(QXUTILS_SOURCES
   base/utils/imp/ut_assert.cpp
   base/utils/imp/ut_utf8.cpp
   base/utils/imp/ut_utf8_vector.cpp
+  base/utils/imp/ut_compose.cpp
   base/utils/imp/ut_nocase.cpp
   base/utils/imp/ut_string.cpp
   base/utils/imp/ut_string_split.cpp

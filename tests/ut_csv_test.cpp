@@ -57,9 +57,18 @@ TEST_F(CsvTest, ReadsEveryLineInEachEncoding) {
     ut::readCSV(table, file("in.csv"), L',');
     EXPECT_EQ(table, (Table{{L"old"}, {L"a", L"b,c"}, {L""}, {L"\xFC;x", L""}})) << bytes;
   }
+  // A missing file is no news; one that cannot be decoded is reported.
+  const qxtest::Reports reports;
+  ASSERT_TRUE(ut::writeEntireFile(file("odd.csv"), std::string("\xFF\xFE"
+                                                               "a\0b",
+                                                               5)));
   Table table{{L"old"}};
   ut::readCSV(table, file("missing.csv"), L',');
+  ut::readCSV(table, file("odd.csv"), L',');
   EXPECT_EQ(table, Table{{L"old"}});
+  ASSERT_EQ(reports.lines().size(), 1u);
+  EXPECT_EQ(reports.lines()[0], "ut::readCSV: Cannot read \"" + (m_dir.path() / "odd.csv").string() +
+                                    "\" as text in any encoding");
 }
 
 TEST_F(CsvTest, WriterPolicies) {

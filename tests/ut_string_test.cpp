@@ -261,6 +261,10 @@ TEST(CodePages, ConvertToAnsi) {
   EXPECT_EQ(ut::convertToAnsi(L"a\u00E9", 65001), "a\xC3\xA9");
   EXPECT_EQ(ut::convertToAnsi(L"\u20AC", 1252), "\x80");
   EXPECT_EQ(ut::convertToAnsi(L"a\u4E00", 1252), "a?");
+  // A base letter and a combining mark become the precomposed letter where the code page has one.
+  EXPECT_EQ(ut::convertToAnsi(L"e\u0301A\u030A", 1252), "\xE9\xC5");
+  EXPECT_EQ(ut::convertToAnsi(L"e\u0301", 65001), "e\xCC\x81");  // UTF-8 holds the mark as it is
+  EXPECT_EQ(ut::convertToAnsi(L"q\u0301", 1252)[0], 'q');
   EXPECT_EQ(ut::convertToAnsi(L"abc", 99999), "");
   ScopedLocale utf8("C.UTF-8");
   EXPECT_EQ(ut::convertToAnsi(L"\u00E9", 1200), "\xC3\xA9");

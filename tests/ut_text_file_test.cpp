@@ -4,6 +4,7 @@
 #include "test_support.h"
 
 #include <gtest/gtest.h>
+#include <langinfo.h>
 #include <unistd.h>
 #include <wx/file.h>
 #include <wx/strconv.h>
@@ -169,6 +170,16 @@ TEST(TextFileTest, FallsBackToTheUsersLocaleAndRestoresIt) {
   OdArray<OdString> lines;
   EXPECT_TRUE(ut::readTextFileContent(lines, path));
   EXPECT_EQ(uselocale(locale_t(nullptr)), LC_GLOBAL_LOCALE);
+  // A thread with a locale of its own, mixed of two, gets that very locale back.
+  const locale_t german = newlocale(LC_ALL_MASK, "de_DE.UTF-8", locale_t(nullptr));
+  if (!german) GTEST_SKIP() << "de_DE.UTF-8 not installed";
+  const locale_t mixed = newlocale(LC_CTYPE_MASK, "C.UTF-8", german);
+  uselocale(mixed);
+  EXPECT_TRUE(ut::readTextFileContent(lines, path));
+  EXPECT_EQ(uselocale(locale_t(nullptr)), mixed);
+  EXPECT_STREQ(nl_langinfo(RADIXCHAR), ",");
+  uselocale(LC_GLOBAL_LOCALE);
+  freelocale(mixed);
 }
 
 TEST(TextFileTest, UnreadableFilesAreResultsNotCrashes) {

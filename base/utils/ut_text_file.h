@@ -38,6 +38,10 @@ namespace internal {
 class LineSink;
 }
 
+namespace platform {
+class ThreadLocaleSwitch;
+}
+
 class TextFile {
  public:
   // The byte-order marks open() tells apart; the numbers are wxWidgets' wxBOM values.
@@ -88,6 +92,7 @@ class TextFile {
 
   std::unique_ptr<wxTextBuffer> m_lines;
   OdString m_savedLocale;
+  std::unique_ptr<platform::ThreadLocaleSwitch> m_localeSwitch;  // gives the thread its locale back
   int m_byteOrderMark = eBomNone;
   OdString m_path;
 };

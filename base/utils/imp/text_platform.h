@@ -8,6 +8,7 @@
 #ifndef QX_UT_TEXT_PLATFORM_H
 #define QX_UT_TEXT_PLATFORM_H
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -38,12 +39,27 @@ wchar_t toLower(wchar_t c);
 // "POSIX" and "C.UTF-8" locales), so that callers may compare characters directly instead of collating.
 bool collationIsCodePointOrder();
 
-// The name of the locale the calling thread uses, in the form that threadLocale takes back. The empty
-// name stands for the user's locale as the environment sets it.
-std::string threadLocaleName();
-// Makes the calling thread (and only it) use the locale `name`; the global locale's own name returns the
-// thread to the global locale. False, with nothing changed, when that locale is not installed.
-bool setThreadLocale(const std::string& name);
+// A switch of the calling thread's locale (and only that thread's), undone by restore() or the
+// destructor: the thread gets back the very locale it had, every category of it, its own or the global
+// one. Switches of one thread are undone in the reverse order they were made.
+class ThreadLocaleSwitch {
+ public:
+  // Switches to the locale `name`, every category; "" is the user's locale as the environment names it.
+  // Nothing changes when that locale is not installed.
+  explicit ThreadLocaleSwitch(const std::string& name);
+  ~ThreadLocaleSwitch();
+  ThreadLocaleSwitch(const ThreadLocaleSwitch&) = delete;
+  ThreadLocaleSwitch& operator=(const ThreadLocaleSwitch&) = delete;
+
+  [[nodiscard]] bool switched() const;
+  // The name of the locale the thread used before, as its character types name it.
+  [[nodiscard]] std::string previousName() const;
+  void restore();
+
+ private:
+  struct State;
+  std::unique_ptr<State> m_state;
+};
 
 enum class CharDirection { LeftToRight, RightToLeft, Neutral };
 CharDirection charDirection(wchar_t c);

@@ -1,9 +1,11 @@
 #include "ut_csv.h"
 
+#include "ut_file.h"
 #include "ut_report.h"
 #include "ut_string.h"
 #include "ut_text_file.h"
 #include "ut_utf8.h"
+#include "ut_wx.h"
 
 #include <algorithm>
 #include <string_view>
@@ -76,9 +78,16 @@ void readCSV(OdArray<OdArray<OdString>>& table, TextFile& file, wchar_t delimite
   }
 }
 
+// A missing file is no news; one that is there and yet cannot be read is.
 void readCSV(OdArray<OdArray<OdString>>& table, const OdString& path, wchar_t delimiter) {
   TextFile file(path);
-  if (!file.open()) return;
+  if (!file.open()) {
+    if (accessFile(path, eAccessExists)) {
+      internal::report("ut::readCSV", "Cannot read \"" + std::string(internal::toWx(path).utf8_str()) +
+                                          "\" as text in any encoding");
+    }
+    return;
+  }
   readCSV(table, file, delimiter);
   file.restoreLocale();
   file.close();

@@ -166,8 +166,6 @@ std::string userLanguageName() {
   return std::string(wxLocale::GetLanguageCanonicalName(language).ToAscii());
 }
 
-std::string narrow(const OdString& s) { return std::string(internal::toWx(s).ToAscii()); }
-
 int encodingCode(int byteOrderMark) {
   static constexpr int kCodes[] = {0, 33, 32, 23, 22, 11};
   return byteOrderMark >= 0 && byteOrderMark <= TextFile::eBomUtf8 ? kCodes[byteOrderMark] : 0;
@@ -213,17 +211,18 @@ bool TextFile::decode(std::string_view text, const wxMBConv* conv, internal::Lin
 }
 
 bool TextFile::decodeInUserLocale(std::string_view bytes, internal::LineSink& sink) {
-  const std::string saved = platform::threadLocaleName();
-  if (!platform::setThreadLocale(userLanguageName()) && !platform::setThreadLocale(std::string())) return false;
-  m_savedLocale = OdString(wxString(saved).wc_str());
+  auto change = std::make_unique<platform::ThreadLocaleSwitch>(userLanguageName());
+  if (!change->switched()) change = std::make_unique<platform::ThreadLocaleSwitch>(std::string());
+  if (!change->switched()) return false;
+  m_savedLocale = OdString(wxString(change->previousName()).wc_str());
+  m_localeSwitch = std::move(change);
   if (addConvertedLines(bytes, wxConvLibc, sink)) return true;
   restoreLocale();
   return false;
 }
 
 void TextFile::restoreLocale() {
-  if (m_savedLocale.isEmpty()) return;
-  (void)platform::setThreadLocale(narrow(m_savedLocale));
+  m_localeSwitch.reset();
   m_savedLocale.empty();
 }
 

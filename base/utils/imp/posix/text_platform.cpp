@@ -3,6 +3,7 @@
 
 #include "text_platform.h"
 
+#include "ut_compose.h"
 #include "ut_utf8.h"
 
 #include <fribidi.h>
@@ -10,6 +11,7 @@
 #include <langinfo.h>
 #include <locale.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -151,10 +153,46 @@ std::wstring windowsGrouping(const char* grouping) {
 
 }  // namespace
 
+namespace {
+
+bool encodes(const std::string& codeset, wchar_t c) {
+  Converter strict(codeset, "WCHAR_T");
+  std::string ignored;
+  return strict.valid() && strict.run(reinterpret_cast<const char*>(&c), sizeof c, sizeof c, ignored, false);
+}
+
+// What WideCharToMultiByte's composite check does: a base and the combining marks after it become one
+// precomposed character where the code page holds one; where it does not, they stay apart.
+std::wstring composedFor(std::wstring_view text, const std::string& codeset) {
+  std::wstring out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    wchar_t c = text[i];
+    for (; i + 1 < text.size() && internal::mayCompose(static_cast<char32_t>(text[i + 1])); ++i) {
+      const auto composed =
+          static_cast<wchar_t>(internal::composePair(static_cast<char32_t>(c), text[i + 1]));
+      if (!composed || !encodes(codeset, composed)) break;
+      c = composed;
+    }
+    out += c;
+  }
+  return out;
+}
+
+}  // namespace
+
+// UTF-8 holds every combining mark as it is: nothing is composed for it.
 std::string wideToCodePage(std::wstring_view text, unsigned codePage) {
-  Converter converter(codesetOf(codePage) + "//TRANSLIT", "WCHAR_T");
+  const std::string codeset = codesetOf(codePage);
+  Converter converter(codeset + "//TRANSLIT", "WCHAR_T");
   std::string out;
   if (!converter.valid()) return out;
+  std::wstring composed;
+  const auto mayCompose = [](wchar_t c) { return internal::mayCompose(static_cast<char32_t>(c)); };
+  if (!isUtf8(codeset) && std::any_of(text.begin(), text.end(), mayCompose)) {
+    composed = composedFor(text, codeset);
+    text = composed;
+  }
   converter.run(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t), sizeof(wchar_t),
                 out, true);
   return out;
@@ -230,29 +268,57 @@ NumberFormatInfo userNumberFormat() {
 
 namespace {
 
-// The locale this thread switched to, freed when the thread switches again.
-thread_local locale_t ownThreadLocale = locale_t(nullptr);
+// A locale a switch made, freed once the thread neither uses it nor may go back to it.
+struct OwnedLocale {
+  explicit OwnedLocale(locale_t made) : locale(made) {}
+  ~OwnedLocale() { freelocale(locale); }
+  OwnedLocale(const OwnedLocale&) = delete;
+  OwnedLocale& operator=(const OwnedLocale&) = delete;
 
-std::string globalLocaleName() { return setlocale(LC_ALL, nullptr); }
+  locale_t locale;
+};
+
+// The locale a switch made that this thread uses now, if it uses one.
+thread_local std::shared_ptr<OwnedLocale> ownedInUse;
+
+std::string localeName(locale_t locale) {
+  if (locale == LC_GLOBAL_LOCALE) return setlocale(LC_CTYPE, nullptr);
+  return nl_langinfo_l(_NL_LOCALE_NAME(LC_CTYPE), locale);
+}
 
 }  // namespace
 
-std::string threadLocaleName() {
-  const locale_t current = uselocale(locale_t(nullptr));
-  if (current == LC_GLOBAL_LOCALE) return globalLocaleName();
-  return nl_langinfo_l(_NL_LOCALE_NAME(LC_CTYPE), current);
+struct ThreadLocaleSwitch::State {
+  locale_t previous;
+  std::shared_ptr<OwnedLocale> previousOwned;  // when `previous` is one an earlier switch made
+  std::shared_ptr<OwnedLocale> mine;
+};
+
+ThreadLocaleSwitch::ThreadLocaleSwitch(const std::string& name) {
+  const locale_t made = newlocale(LC_ALL_MASK, name.c_str(), locale_t(nullptr));
+  if (!made) return;
+  auto mine = std::make_shared<OwnedLocale>(made);
+  const locale_t previous = uselocale(made);
+  std::shared_ptr<OwnedLocale> previousOwned =
+      ownedInUse && ownedInUse->locale == previous ? ownedInUse : nullptr;
+  ownedInUse = mine;
+  m_state = std::make_unique<State>(State{previous, std::move(previousOwned), std::move(mine)});
 }
 
-bool setThreadLocale(const std::string& name) {
-  locale_t wanted = LC_GLOBAL_LOCALE;
-  if (name != globalLocaleName()) {
-    wanted = newlocale(LC_ALL_MASK, name.c_str(), locale_t(nullptr));
-    if (!wanted) return false;
+ThreadLocaleSwitch::~ThreadLocaleSwitch() { restore(); }
+
+bool ThreadLocaleSwitch::switched() const { return m_state != nullptr; }
+
+std::string ThreadLocaleSwitch::previousName() const { return m_state ? localeName(m_state->previous) : ""; }
+
+// A switch undone out of order leaves the thread to the later one.
+void ThreadLocaleSwitch::restore() {
+  if (!m_state) return;
+  if (uselocale(locale_t(nullptr)) == m_state->mine->locale) {
+    uselocale(m_state->previous);
+    ownedInUse = m_state->previousOwned;
   }
-  const locale_t previous = uselocale(wanted);
-  if (previous == ownThreadLocale && previous != locale_t(nullptr)) freelocale(previous);
-  ownThreadLocale = wanted == LC_GLOBAL_LOCALE ? locale_t(nullptr) : wanted;
-  return true;
+  m_state.reset();
 }
 
 }  // namespace ut::platform
