@@ -12,6 +12,9 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <wx/debug.h>
+#include <wx/log.h>
+#include <wx/string.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -22,6 +25,29 @@
 #include <vector>
 
 extern char** environ;
+
+// A wxWidgets assertion that the library lets through is a fault: in a GUI host it is a dialog.
+inline const bool g_wxAssertionsFail = [] {
+  wxSetAssertHandler([](const wxString& file, int line, const wxString& function, const wxString& condition,
+                        const wxString& message) {
+    ADD_FAILURE_AT(file.utf8_str(), line) << "wxWidgets assertion in " << function.utf8_str() << ": "
+                                          << condition.utf8_str() << ": " << message.utf8_str();
+  });
+  return true;
+}();
+
+// So is a message wxWidgets logs for the library: in a GUI host it is a dialog, too.
+class FailingLog : public wxLog {
+ protected:
+  void DoLogRecord(wxLogLevel level, const wxString& message, const wxLogRecordInfo&) override {
+    if (level <= wxLOG_Warning) ADD_FAILURE() << "wxWidgets logged: " << message.utf8_str();
+  }
+};
+
+inline const bool g_wxLogsFail = [] {
+  delete wxLog::SetActiveTarget(new FailingLog);
+  return true;
+}();
 
 inline void PrintTo(const OdString& s, std::ostream* os) {
   *os << "L\"";

@@ -24,6 +24,27 @@ void touch(const fs::path& path) {
   std::ofstream(path) << "x";
 }
 
+// Bad names are results, never a wxWidgets assertion or message (which a GUI host shows as a dialog).
+TEST(FileNameTest, BadNamesAreResults) {
+  TempDir dir;
+  const OdString missing = od(dir.path() / "missing");
+  EXPECT_EQ(ut::FileName(od(dir.path()), L"sub/x.txt").getFullPath(), od(dir.path() / "sub" / "x.txt"));
+  EXPECT_EQ(ut::FileName(L"", od(dir.path()), L"sub/x.txt").getFullPath(), od(dir.path() / "sub" / "x.txt"));
+  ut::FileName name(L"/plans/site.dwg");
+  EXPECT_FALSE(name.appendDir(L""));
+  EXPECT_FALSE(name.appendDir(L"a/b"));
+  EXPECT_EQ(name.getFullPath(), L"/plans/site.dwg");
+  EXPECT_FALSE(ut::FileName::mkdir(L"", 0777, 0));
+  EXPECT_FALSE(ut::FileName::rmdir(missing, false));
+  EXPECT_FALSE(ut::FileName::clearDir(missing));
+  EXPECT_FALSE(ut::FileName::setCwd(missing));
+  EXPECT_EQ(ut::FileName::getSize(missing), ut::FileName::kInvalidSize);
+  EXPECT_FALSE(ut::FileName(missing).getTimes(nullptr, nullptr, nullptr));
+  EXPECT_EQ(ut::getFirstNotExistingPath(od(dir.path()), L"a/b", 1), od(dir.path() / "a" / "b"));
+  ut::FileName joined = ut::FileName(L"/a/") / ut::FileName(L"b/c.txt");
+  EXPECT_EQ(joined.getFullPath(), L"/a/b/c.txt");
+}
+
 TEST(FileNameTest, CopiesShareNothing) {
   ut::FileName original(L"/plans/site.dwg");
   ut::FileName copy(original);

@@ -32,6 +32,20 @@ OdString withoutLeadingDot(const OdString& ext) { return ext.left(1) == L"." ? e
 
 wchar_t lastChar(const OdString& s) { return s.isEmpty() ? L'\0' : s[s.getLength() - 1]; }
 
+bool holdsSeparator(const wxString& name) {
+  return name.find_first_of(wxFileName::GetPathSeparators()) != wxString::npos;
+}
+
+// `fullName` in the folder `dir`. Folders in the name ("sub/x.txt") are folders below `dir`, and an
+// absolute name stands alone: wxFileName's own two-part form refuses both with an assertion.
+wxFileName inFolder(const wxString& dir, const wxString& fullName) {
+  if (!holdsSeparator(fullName)) return wxFileName(dir, fullName);
+  if (dir.empty() || wxFileName(fullName).IsAbsolute()) return wxFileName(fullName);
+  wxString joined = dir;
+  while (!joined.empty() && wxFileName::IsPathSeparator(joined.Last())) joined.RemoveLast();
+  return wxFileName(joined + wxFileName::GetPathSeparator() + fullName);
+}
+
 // The spelling an entry of `dir` has when it matches `name` ignoring case; `name` when none does.
 wxString entrySpelling(const wxString& dir, const wxString& name) {
   if (wxFileName::Exists(wxFileName(dir, name).GetFullPath())) return name;
@@ -59,12 +73,12 @@ FileName::FileName(const OdString& volume, const OdString& path, const OdString&
 FileName::~FileName() = default;
 
 void FileName::assign(const OdString& fullPath) { m_name->Assign(toWx(fullPath)); }
-void FileName::assign(const OdString& path, const OdString& fullName) { m_name->Assign(toWx(path), toWx(fullName)); }
+void FileName::assign(const OdString& path, const OdString& fullName) {
+  *m_name = inFolder(toWx(path), toWx(fullName));
+}
 void FileName::assign(const OdString& volume, const OdString& path, const OdString& fullName) {
-  wxString name, ext;
-  bool hasExt = false;
-  wxFileName::SplitPath(toWx(fullName), nullptr, nullptr, &name, &ext, &hasExt);
-  m_name->Assign(toWx(volume), toWx(path), name, ext, hasExt);
+  const wxFileName named = inFolder(toWx(path), toWx(fullName));
+  m_name->Assign(toWx(volume), named.GetPath(), named.GetName(), named.GetExt(), named.HasExt());
 }
 void FileName::assignDir(const OdString& dir) { m_name->AssignDir(toWx(dir)); }
 
@@ -85,9 +99,10 @@ void FileName::clearExt() { m_name->ClearExt(); }
 
 // --- Directories ---------------------------------------------------------------------------------------
 
+// One folder, never a path of several, which wxFileName refuses with an assertion.
 bool FileName::appendDir(const OdString& dir) {
-  const wxLogNull quiet;
-  return m_name->AppendDir(toWx(dir));
+  const wxString folder = toWx(dir);
+  return !folder.empty() && !holdsSeparator(folder) && m_name->AppendDir(folder);
 }
 
 void FileName::removeLastDir() {
@@ -416,7 +431,7 @@ NumberedStem numberedStem(const OdString& stem, int firstNumber) {
 
 OdString getFirstNotExistingPath(const OdString& dir, const OdString& name, int firstNumber) {
   if (dir.isEmpty() || name.isEmpty()) return OdString();
-  const wxFileName joined(toWx(dir), toWx(name));
+  const wxFileName joined = inFolder(toWx(dir), toWx(name));
   if (!joined.Exists()) return fromWx(joined.GetFullPath());
   const wxString ext = joined.HasExt() ? L"." + joined.GetExt() : wxString();
   const NumberedStem stem = numberedStem(fromWx(joined.GetName()), firstNumber);
