@@ -2,6 +2,7 @@ set(QXUTILS_SOURCES
   sdk/OdError.cpp
   sdk/OdString.cpp
   sdk/OdDbSymUtil.cpp
+  sdk/OdUnicode.cpp
   base/utils/imp/ut_assert.cpp
   base/utils/imp/ut_utf8.cpp
   base/utils/imp/ut_utf8_vector.cpp

@@ -1,7 +1,7 @@
 #include "OdError.h"
 
-#include "imp/ut_utf8.h"
+#include "OdUnicode.h"
 
 OdError::OdError(const OdString& description) : m_description(description) {
-  (void)ut::internal::encodeUtf8(description.view(), m_what);
+  (void)od_unicode::encodeUtf8(description.view(), m_what);
 }

@@ -1,8 +1,7 @@
 #include "OdString.h"
 
 #include "OdAnsiString.h"
-#include "imp/text_platform.h"
-#include "imp/ut_utf8.h"
+#include "OdUnicode.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -17,7 +16,7 @@ int position(size_t pos) { return pos == std::wstring::npos ? -1 : static_cast<i
 
 }  // namespace
 
-OdString::OdString(const OdAnsiString& s) { (void)ut::internal::decodeUtf8(s.str(), m_s, true); }
+OdString::OdString(const OdAnsiString& s) { (void)od_unicode::decodeUtf8(s.str(), m_s, true); }
 
 int OdString::compare(const wchar_t* other) const { return m_s.compare(other ? other : L""); }
 
@@ -25,8 +24,8 @@ int OdString::iCompare(const wchar_t* other) const {
   const wchar_t* a = m_s.c_str();
   const wchar_t* b = other ? other : L"";
   for (;; ++a, ++b) {
-    const wchar_t ca = ut::platform::toLower(*a);
-    const wchar_t cb = ut::platform::toLower(*b);
+    const wchar_t ca = od_unicode::toLower(*a);
+    const wchar_t cb = od_unicode::toLower(*b);
     if (ca != cb) return ca < cb ? -1 : 1;
     if (ca == 0) return 0;
   }
@@ -57,12 +56,12 @@ OdString OdString::mid(int start, int count) const {
 }
 
 OdString& OdString::makeUpper() {
-  for (wchar_t& c : m_s) c = ut::platform::toUpper(c);
+  for (wchar_t& c : m_s) c = od_unicode::toUpper(c);
   return *this;
 }
 
 OdString& OdString::makeLower() {
-  for (wchar_t& c : m_s) c = ut::platform::toLower(c);
+  for (wchar_t& c : m_s) c = od_unicode::toLower(c);
   return *this;
 }
 

@@ -2,10 +2,13 @@
 #include "OdArray.h"
 #include "OdError.h"
 #include "OdString.h"
+#include "OdUnicode.h"
 
 #include "test_support.h"
 
 #include <gtest/gtest.h>
+#include <locale.h>
+#include <wctype.h>
 
 namespace {
 
@@ -88,6 +91,18 @@ TEST(OdArray, BadIndexThrows) {
   EXPECT_THROW(a.removeAt(5), OdError);
   EXPECT_THROW(a.insertAt(3, L"y"), OdError);
   EXPECT_THROW(OdArray<OdString>().last(), OdError);
+}
+
+// The case tables give what the C library's Unicode locale gives, for every character.
+TEST(OdUnicode, CaseMappingsAgreeWithTheCLibrary) {
+  const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr));
+  ASSERT_TRUE(unicode);
+  for (wchar_t c = 0; c < 0x110000; ++c) {
+    if (c >= 0xD800 && c < 0xE000) continue;
+    ASSERT_EQ(od_unicode::toUpper(c), static_cast<wchar_t>(towupper_l(c, unicode))) << std::hex << static_cast<unsigned>(c);
+    ASSERT_EQ(od_unicode::toLower(c), static_cast<wchar_t>(towlower_l(c, unicode))) << std::hex << static_cast<unsigned>(c);
+  }
+  freelocale(unicode);
 }
 
 }  // namespace

@@ -31,10 +31,6 @@ std::string fileNameToNarrow(std::wstring_view fileName);
 bool isAnsiLeadByte(unsigned c);
 bool isAnsiTrailByte(unsigned c);
 
-// Unicode simple case mappings, the same whatever the locale.
-wchar_t toUpper(wchar_t c);
-wchar_t toLower(wchar_t c);
-
 // Whether the collation of the C library's current locale is plain code-point order (as in the "C",
 // "POSIX" and "C.UTF-8" locales), so that callers may compare characters directly instead of collating.
 bool collationIsCodePointOrder();

@@ -1,6 +1,6 @@
 #include "ut_nocase.h"
 
-#include "text_platform.h"
+#include "OdUnicode.h"
 
 #include <algorithm>
 
@@ -8,11 +8,7 @@ namespace ut::internal {
 
 namespace {
 
-// Names are mostly ASCII: fold those here and ask the platform only for the rest.
-wchar_t upper(wchar_t c) {
-  if (c < 0x80) return c >= L'a' && c <= L'z' ? c - 32 : c;
-  return platform::toUpper(c);
-}
+wchar_t upper(wchar_t c) { return od_unicode::toUpper(c); }
 
 }  // namespace
 

@@ -17,7 +17,6 @@
 #include <climits>
 #include <clocale>
 #include <cstring>
-#include <cwctype>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -221,26 +220,6 @@ std::string fileNameToNarrow(std::wstring_view fileName) {
 bool isAnsiLeadByte(unsigned c) { return doubleByteTables()->lead[c & 0xFF]; }
 
 bool isAnsiTrailByte(unsigned c) { return doubleByteTables()->trail[c & 0xFF]; }
-
-namespace {
-
-// glibc's built-in C.UTF-8 locale carries the Unicode case tables and is there on every system.
-locale_t unicodeLocale() {
-  static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(nullptr));
-  return locale;
-}
-
-}  // namespace
-
-wchar_t toUpper(wchar_t c) {
-  if (c < 0x80) return c >= L'a' && c <= L'z' ? c - 32 : c;
-  return unicodeLocale() ? static_cast<wchar_t>(towupper_l(c, unicodeLocale())) : c;
-}
-
-wchar_t toLower(wchar_t c) {
-  if (c < 0x80) return c >= L'A' && c <= L'Z' ? c + 32 : c;
-  return unicodeLocale() ? static_cast<wchar_t>(towlower_l(c, unicodeLocale())) : c;
-}
 
 bool collationIsCodePointOrder() {
   // Only the process-wide locale is looked at; a thread with a locale of its own always collates.
