@@ -1,44 +1,16 @@
-set(QXUTILS_SOURCES
-  sdk/OdError.cpp
-  sdk/OdString.cpp
-  sdk/OdDbSymUtil.cpp
-  sdk/OdUnicode.cpp
-  base/utils/imp/ut_assert.cpp
-  base/utils/imp/ut_utf8.cpp
-  base/utils/imp/ut_utf8_vector.cpp
-  base/utils/imp/ut_compose.cpp
-  base/utils/imp/ut_nocase.cpp
-  base/utils/imp/ut_string.cpp
-  base/utils/imp/ut_string_split.cpp
-  base/utils/imp/ut_string_convert.cpp
-  base/utils/imp/ut_string_format.cpp
-  base/utils/imp/ut_string_names.cpp
-  base/utils/imp/ut_natural_sort.cpp
-  base/utils/imp/ut_string_parser.cpp
-  base/utils/imp/ut_config_node.cpp
-  base/utils/imp/ut_utf16.cpp
-  base/utils/imp/ut_regfile.cpp
-  base/utils/imp/ut_registry.cpp
-  base/utils/imp/ut_registry_file.cpp
-  base/utils/imp/ut_registry_config.cpp
-  base/utils/imp/ut_config_storage.cpp
-  base/utils/imp/ut_config_area.cpp
-  base/utils/imp/ut_config_base.cpp
-  base/utils/imp/ut_config.cpp
-  base/utils/imp/ut_profile.cpp
-  base/utils/imp/ut_profile_file.cpp
-  base/utils/imp/ut_file.cpp
-  base/utils/imp/ut_text_file.cpp
-  base/utils/imp/ut_csv.cpp
-  base/utils/imp/ut_search_path.cpp
-  base/utils/imp/ut_filename.cpp
-  base/utils/imp/ut_trace.cpp
-  base/utils/imp/ut_dev_settings.cpp
-  base/utils/imp/posix/registry_hive.cpp
-  base/utils/imp/posix/text_platform.cpp
-  base/utils/imp/posix/system.cpp
-  base/utils/imp/posix/file_platform.cpp
-)
+# The library's layers, from the bottom up: each uses only those before it (README: Layout). The
+# platform backend is the folder of imp/platform for the platform built on.
+set(QXUTILS_LAYERS core text files config)
+if(WIN32)
+  set(QXUTILS_BACKEND windows)
+else()
+  set(QXUTILS_BACKEND posix)
+endif()
+file(GLOB QXUTILS_SOURCES CONFIGURE_DEPENDS sdk/*.cpp base/utils/imp/platform/${QXUTILS_BACKEND}/*.cpp)
+foreach(layer ${QXUTILS_LAYERS})
+  file(GLOB layer_sources CONFIGURE_DEPENDS base/utils/imp/${layer}/*.cpp)
+  list(APPEND QXUTILS_SOURCES ${layer_sources})
+endforeach()
 
 add_library(qxutils SHARED ${QXUTILS_SOURCES})
 add_library(qxutils::qxutils ALIAS qxutils)

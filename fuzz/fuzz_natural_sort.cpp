@@ -4,7 +4,7 @@
 // names, transitive).
 
 #include "ut_natural_sort.h"
-#include "ut_utf8.h"
+#include "core/ut_utf8.h"
 
 #include <algorithm>
 #include <cstdint>

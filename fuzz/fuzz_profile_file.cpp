@@ -1,9 +1,9 @@
 // Profile files from arbitrary bytes: reading one never fails hard, the head of what its tree is saved as
 // names the profile, and a tree read back from what it was saved as saves to the same bytes.
 
-#include "ut_nocase.h"
+#include "core/ut_nocase.h"
 #include "ut_file.h"
-#include "ut_profile_file.h"
+#include "config/ut_profile_p.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -2,7 +2,7 @@
 // file, and the keys and values read, written back with exact types and read again, come back unchanged
 // with no line malformed.
 
-#include "ut_regfile.h"
+#include "config/ut_registry_p.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -3,7 +3,7 @@
 // back out in front of it, gives the same result.
 
 #include "ut_string_parser.h"
-#include "ut_utf8.h"
+#include "core/ut_utf8.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -3,7 +3,7 @@
 // one final line end dropped.
 
 #include "ut_text_file.h"
-#include "ut_utf8.h"
+#include "core/ut_utf8.h"
 
 #include <cstdlib>
 #include <filesystem>

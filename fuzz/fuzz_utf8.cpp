@@ -3,7 +3,7 @@
 
 #include "utf8_reference.h"
 #include "ut_text_file.h"
-#include "ut_utf8.h"
+#include "core/ut_utf8.h"
 
 #include <cstdlib>
 #include <string>
