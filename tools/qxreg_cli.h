@@ -50,7 +50,7 @@ bool complain(const wxString& message);
 // As complain, answering the exit code of a failure.
 int fail(const wxString& message);
 
-inline OdString od(const wxString& text) { return OdString(text.wc_str()); }
+inline OdString od(const wxString& text) { return OdString(std::wstring_view(text.wc_str(), text.length())); }
 inline wxString wx(const OdString& text) { return wxString(text.c_str()); }
 
 }  // namespace qxreg

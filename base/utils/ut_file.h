@@ -90,8 +90,8 @@ class Dir {
 
   // Appends the paths of the files under `dir` whose names match `pattern`, its sub-directories included
   // with `recursive`, in the order the directory gives them. The number of paths appended.
-  static size_t getAllFiles(const OdString& dir, OdArray<OdString>& paths, const OdString& pattern = OdString(),
-                            bool recursive = true);
+  static size_t getAllFiles(const OdString& dir, OdArray<OdString>& paths,
+                            const OdString& pattern = OdString(), bool recursive = true);
 
  private:
   std::unique_ptr<wxDir> m_dir;
@@ -122,12 +122,9 @@ OdString firstAccessibleDir(const OdArray<OdString>& dirs, int mode = eAccessRea
 // An empty `path` gives `folder` and a separator.
 OdString appendFolder(const OdString& path, const OdString& folder);
 
-// Whether two files hold the same bytes. False when either cannot be read.
+// Whether two files hold the same bytes. False when either cannot be read. The comparisons of text
+// files, line by line, are in ut_text_file.h.
 bool filesAreEqual(const OdString& a, const OdString& b);
-// Whether two text files hold the same lines, ignoring case (line ends and encodings may differ).
-bool filesAreEqualNoCase(const OdString& a, const OdString& b);
-// Whether two text files hold the same lines in any order.
-bool filesAreEqualAfterSort(const OdString& a, const OdString& b);
 
 }  // namespace ut
 

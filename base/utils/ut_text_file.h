@@ -110,6 +110,12 @@ bool readTextFileContent(OdArray<OdString>& lines, const OdString& file);
 // open input file '<file>'" when the file cannot be opened.
 OdArray<OdString> readAllLinesFromFile(const OdString& file, int* encoding = nullptr);
 
+// Whether two text files hold the same lines, ignoring case (line ends and encodings may differ); false
+// when either cannot be read.
+bool filesAreEqualNoCase(const OdString& a, const OdString& b);
+// Whether two text files hold the same lines in any order.
+bool filesAreEqualAfterSort(const OdString& a, const OdString& b);
+
 // Whether the whole file, from its start, is well-formed UTF-8: no overlong forms, no surrogates, nothing
 // above U+10FFFF, no sequence cut off at the end. The file's position is left at its end.
 bool isValidUTF8Encoding(wxFile& file);

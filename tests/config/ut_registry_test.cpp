@@ -1,6 +1,6 @@
 #include "ut_registry.h"
 
-#include "platform/registry.h"
+#include "config/ut_registry_p.h"
 #include "test_support.h"
 #include "ut_assert.h"
 
@@ -228,7 +228,7 @@ TEST_F(RegistryTest, DamagedHiveIsReportedAndLeftAlone) {
 std::vector<std::string> dump(ut::ERootKey root, const std::wstring& path) {
   std::vector<std::string> lines;
   std::string error;
-  const auto key = ut::platform::openRegistryKey(root, path, false, false, error);
+  const auto key = ut::platform::openRegistryKey(ut::internal::platformRoot(root), path, false, false, error);
   if (!key) return lines;
   const std::string narrowPath(wxString(path).utf8_str());
   for (const auto& value : key->values()) {
@@ -243,7 +243,7 @@ std::vector<std::string> dump(ut::ERootKey root, const std::wstring& path) {
 
 void writeRaw(const std::wstring& path, const std::wstring& name, uint32_t type, const std::string& data) {
   std::string error;
-  auto key = ut::platform::openRegistryKey(ut::eCurrentUser, path, true, true, error);
+  auto key = ut::platform::openRegistryKey(ut::platform::RegistryRoot::eCurrentUser, path, true, true, error);
   ASSERT_TRUE(key && key->writeValue(name, type, data, error)) << error;
 }
 

@@ -1,5 +1,6 @@
 #include "ut_file.h"
 #include "ut_system.h"
+#include "ut_text_file.h"
 
 #include "test_support.h"
 
@@ -132,12 +133,9 @@ TEST(FileTest, ContentComparisons) {
     std::string b;
     bool equal, noCase, afterSort;
   } cases[] = {
-      {"a\nb\n", "a\nb\n", true, true, true},
-      {"a\nb\n", "a\r\nb", false, true, true},
-      {"A\nb\n", "a\nB\n", false, true, false},
-      {"a\nb\n", "b\na\n", false, false, true},
-      {"a\nb\n", "a\nb\nc\n", false, false, false},
-      {"", "", true, true, true},
+      {"a\nb\n", "a\nb\n", true, true, true},       {"a\nb\n", "a\r\nb", false, true, true},
+      {"A\nb\n", "a\nB\n", false, true, false},     {"a\nb\n", "b\na\n", false, false, true},
+      {"a\nb\n", "a\nb\nc\n", false, false, false}, {"", "", true, true, true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.a) + " " + testing::PrintToString(c.b));
@@ -155,7 +153,8 @@ TEST(FileTest, ContentComparisons) {
 
 TEST(DirTest, ListsEntriesByPattern) {
   TempDir dir;
-  for (const char* name : {"a.dwg", "b.dwg", "c.txt", "sub/d.dwg", ".hidden.dwg"}) write(dir.path() / name, "x");
+  for (const char* name : {"a.dwg", "b.dwg", "c.txt", "sub/d.dwg", ".hidden.dwg"})
+    write(dir.path() / name, "x");
   ut::Dir listing(od(dir.path()));
   ASSERT_TRUE(listing.isOpened());
   std::vector<std::wstring> names;

@@ -5,14 +5,12 @@
 //
 //   TreeArea profile(profileNode);
 //   profile.writeNumber(L"Config/OSMODE", 4263);     // groups on the way are made
-//   StoreArea store(L"Software/Korvani/", true);
-//   store.writeText(L"Setup/Path", L"/opt");
-//   store.commit();                                  // one transaction of the store
+//
+// The area over the store itself, StoreArea, is the stores' own (config/ut_config_storage_p.h).
 
 #ifndef QX_UT_CONFIG_AREA_H
 #define QX_UT_CONFIG_AREA_H
 
-#include "ut_config.h"
 #include "ut_config_node.h"
 
 #include <wx/confbase.h>
@@ -48,7 +46,8 @@ class SettingsArea {
   // "" is the area itself.
   [[nodiscard]] virtual bool hasGroup(const OdString& path) = 0;
   [[nodiscard]] virtual bool hasEntry(const OdString& path) = 0;
-  [[nodiscard]] virtual ECfgType entryType(const OdString& path) = 0;
+  // Type_Unknown for a missing entry.
+  [[nodiscard]] virtual wxConfigBase::EntryType entryType(const OdString& path) = 0;
   // A dword, as the signed number it was written as.
   virtual bool readNumber(const OdString& path, long& value) = 0;
   virtual bool readText(const OdString& path, OdString& value) = 0;
@@ -74,7 +73,7 @@ class TreeArea : public SettingsArea {
 
   bool hasGroup(const OdString& path) override;
   bool hasEntry(const OdString& path) override;
-  ECfgType entryType(const OdString& path) override;
+  wxConfigBase::EntryType entryType(const OdString& path) override;
   bool readNumber(const OdString& path, long& value) override;
   bool readText(const OdString& path, OdString& value) override;
   bool writeNumber(const OdString& path, long value) override;
@@ -93,60 +92,6 @@ class TreeArea : public SettingsArea {
 
   ConfigNodePtr m_root;
 };
-
-// An area of the store itself (the registry under HKEY_CURRENT_USER, or the configuration file in file
-// mode): reads see the store as it is, and the changes of a writing area become one change of the store
-// at commit(); an area destroyed without commit() leaves the store as it was.
-class DirectStore;
-
-class StoreArea : public SettingsArea {
- public:
-  // `root`: a group path from the root of the store, "Software/Korvani/" ("" for the root itself).
-  StoreArea(const OdString& root, bool write);
-  ~StoreArea() override;
-
-  bool hasGroup(const OdString& path) override;
-  bool hasEntry(const OdString& path) override;
-  ECfgType entryType(const OdString& path) override;
-  bool readNumber(const OdString& path, long& value) override;
-  bool readText(const OdString& path, OdString& value) override;
-  bool writeNumber(const OdString& path, long value) override;
-  bool writeText(const OdString& path, const OdString& value) override;
-  bool remove(const OdString& path, bool isGroup) override;
-  bool copy(const OdString& from, const OdString& to, bool isGroup) override;
-  bool list(const OdString& path, bool groups, const NameSink& add) override;
-  bool commit() override;
-
- private:
-  // The wxWidgets path of `path` inside the area, "/Software/Korvani/Setup/Path"; nothing when the area is
-  // not open or the path is refused (configPathNames).
-  [[nodiscard]] std::optional<wxString> at(const OdString& path, bool isEntry) const;
-  bool copyEntry(const wxString& from, const wxString& to);
-  bool copyGroup(const wxString& from, const wxString& to);
-
-  std::unique_ptr<DirectStore> m_store;
-  wxString m_root;
-  bool m_open;
-};
-
-// The store itself, opened for direct use: the registry under HKEY_CURRENT_USER, or the configuration
-// file when ConfigFileStorage::inUse(). It gives back values as they were written, "$HOME" included.
-class DirectStore {
- public:
-  virtual ~DirectStore() = default;
-  [[nodiscard]] virtual wxConfigBase& config() = 0;
-  // Brackets reads that must agree with each other, or changes that must land together.
-  virtual bool begin(bool write) = 0;
-  virtual bool commit() = 0;
-  virtual void rollback() = 0;
-  // Within begin() and commit(), makes a walk over the group at `path` and everything below it cheap:
-  // its keys and values are read at once instead of one by one.
-  virtual void readAhead([[maybe_unused]] const wxString& path) {}
-};
-[[nodiscard]] std::unique_ptr<DirectStore> openDirectStore();
-
-// Writes the settings a new profile starts with into `area`, each name prefixed with `group`.
-void writeShapeDefaults(SettingsArea& area, const OdString& group);
 
 // "a/b/c" gives "a/b" and "c"; "a/b/" gives "a" and "b"; "c" gives "" and "c".
 [[nodiscard]] std::pair<OdString, OdString> splitLastName(const OdString& path);

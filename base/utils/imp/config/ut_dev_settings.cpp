@@ -1,6 +1,7 @@
 #include "ut_dev_settings.h"
 
 #include "core/ut_assert_p.h"
+#include "core/ut_wx.h"
 #include "ut_string.h"
 
 #include <wx/string.h>
@@ -10,7 +11,7 @@ namespace ut {
 namespace {
 
 void report(const char* operation, const OdString& message) {
-  internal::report(operation, wxString(message.c_str()));
+  internal::report(operation, internal::toWx(message));
 }
 
 // The switch of that name without reporting a miss.

@@ -1,13 +1,15 @@
 #include "ut_profile.h"
 
-#include "ut_config.h"
 #include "config/ut_config_area.h"
-#include "core/ut_nocase.h"
+#include "config/ut_config_paths_p.h"
 #include "config/ut_profile_p.h"
 #include "core/ut_assert_p.h"
+#include "core/ut_nocase.h"
 #include "core/ut_wx.h"
 
 #include <wx/utils.h>
+
+#include <array>
 
 namespace ut {
 
@@ -16,6 +18,26 @@ namespace {
 using internal::TreeArea;
 
 constexpr const wchar_t* kCurProfile = L"CurProfile";
+
+// The settings a new profile starts with, in the order they are written: numbers, and bools as 0 or 1.
+struct ShapeDefault {
+  const wchar_t* name;
+  bool isBool;
+  long value;
+};
+
+constexpr std::array<ShapeDefault, 19> kShapeDefaults{{
+    {L"AntiAliasScreen", false, 1}, {L"AUTOCOMPLETEMODE", false, 31},
+    {L"AUTOSNAP", false, 127},      {L"CLEANSCREENOPTIONS", false, 29},
+    {L"COLORTHEME", false, 1},      {L"GEOMRELATIONS", false, 0},
+    {L"GETSTARTED", true, 1},       {L"LAYOUTTAB", true, 0},
+    {L"LOCKUI", false, 7},          {L"OSMODE", false, 4263},
+    {L"OSOPTIONS", false, 5},       {L"PROMPTMENU", false, 0},
+    {L"SHORTCUTMENU", false, 0},    {L"SHOWDOCTABS", true, 0},
+    {L"SSLOCATE", true, 0},         {L"STARTUP", false, 2},
+    {L"UCSORTHO", true, 0},         {L"UseKonvertor", false, 0},
+    {L"XDWGFADECTL", false, 0},
+}};
 
 ConfigNodePtr liveGroup(ConfigNodePtr node) {
   return node && node->isGroup() && node->type() != ConfigValBase::eNoNode ? node : nullptr;
@@ -43,11 +65,15 @@ bool isNewProfileName(const ConfigNodePtr& profiles, const OdString& name) {
 
 void expandEnvironmentReferences(ConfigNodeBase& node) {
   OdString text;
-  if (node.getString(text)) node.setString(wxExpandEnvVars(text.c_str()).wc_str());
+  if (node.getString(text)) node.setString(wxExpandEnvVars(internal::toWx(text)).wc_str());
   for (const ConfigNodePtr& child : node.children()) expandEnvironmentReferences(*child);
 }
 
 }  // namespace
+
+void internal::writeShapeDefaults(SettingsArea& area, const OdString& group) {
+  for (const ShapeDefault& setting : kShapeDefaults) area.writeNumber(group + setting.name, setting.value);
+}
 
 ProfileManagerBase::ProfileManagerBase(const OdString& profilesPath) : ConfigManagerBase(profilesPath) {}
 
@@ -85,7 +111,7 @@ bool ProfileManagerBase::setCurrentProfile(const OdString& name, bool create) {
   if (!profile) return false;
   m_current = profile;
   TreeArea settings(profile);
-  if (settings.entryType(L"Config/MassPropAccuracy") == eCfgTypeString) {
+  if (settings.entryType(L"Config/MassPropAccuracy") == wxConfigBase::Type_String) {
     settings.remove(L"Config/MassPropAccuracy", false);
   }
   settings.remove(L"Config/CPROFILE", false);
@@ -131,13 +157,16 @@ bool ProfileManagerBase::resetProfile(const OdString& name) {
   if (!profile) return false;
   const ConfigNodePtr fresh = ConfigNode::createNode(profile->path() + L"/");
   OdString description;
-  if (TreeArea(profile).readText(L"Description", description)) TreeArea(fresh).writeText(L"Description", description);
+  if (TreeArea(profile).readText(L"Description", description))
+    TreeArea(fresh).writeText(L"Description", description);
   if (!profiles()->addChild(fresh)) return false;
-  if (m_current && sameName(m_current->path(), fresh->path())) m_current = getProfileNode(fresh->path(), false);
+  if (m_current && sameName(m_current->path(), fresh->path()))
+    m_current = getProfileNode(fresh->path(), false);
   return true;
 }
 
-bool ProfileManagerBase::importProfile(const OdString& name, const std::shared_ptr<ConfigStorageBase>& storage) {
+bool ProfileManagerBase::importProfile(const OdString& name,
+                                       const std::shared_ptr<ConfigStorageBase>& storage) {
   const ConfigNodePtr tree = storage && isNewProfileName(profiles(), name) ? storage->load() : nullptr;
   const ConfigNodePtr profile = tree ? ConfigNode::cloneNodeTo(tree, name, false) : nullptr;
   if (!profile || !profile->isGroup()) return false;
@@ -180,7 +209,7 @@ bool ProfileManagerBase::reset() {
 
 // --- The library's manager ---
 
-ProfileManager::ProfileManager() : ProfileManagerBase(Config::profilesRoot(eCfgPathConfig)) {}
+ProfileManager::ProfileManager() : ProfileManagerBase(internal::productRoots(L"/", true).profiles) {}
 
 bool ProfileManager::setCurrentProfile(const OdString& name, bool create) {
   const bool existed = !name.isEmpty() && getProfileNode(name, false);
@@ -195,76 +224,6 @@ bool ProfileManager::resetProfile(const OdString& name) {
   if (!ProfileManagerBase::resetProfile(name)) return false;
   TreeArea settings(getProfileNode(name, false));
   internal::writeShapeDefaults(settings, L"Config/");
-  return true;
-}
-
-// --- Wrappers ---
-
-namespace {
-
-OdString od(const wxString& text) { return OdString(text.wc_str()); }
-
-}  // namespace
-
-size_t getProfileNames(wxArrayString& names) {
-  OdArray<OdString> found;
-  Config::getProfileNames(found);
-  for (const OdString& name : found) names.Add(name.c_str());
-  return found.size();
-}
-
-wxString getCurrentProfileName() { return Config::currentProfileName().c_str(); }
-
-bool setCurrentProfileName(const wxString& name, bool create) { return Config::setCurProfileName(od(name), create); }
-
-wxString getProfileDescription(const wxString& name) {
-  OdString description;
-  if (const ConfigNodePtr profile = name.empty() ? nullptr : Config::getProfileNode(od(name), false)) {
-    TreeArea(profile).readText(L"Description", description);
-  }
-  return description.c_str();
-}
-
-bool setProfileDescription(const wxString& name, const wxString& description) {
-  return Config::setProfileDescription(od(name), od(description));
-}
-
-bool profileExists(const wxString& name) {
-  return !name.empty() && Config::getProfileNode(od(name), false) != nullptr;
-}
-
-bool renameProfile(const wxString& from, const wxString& to) { return Config::renameProfile(od(from), od(to)); }
-
-bool createProfile(const wxString& name, const wxString& description, const wxString& from) {
-  if (name.empty() || profileExists(name)) return false;
-  if (profileExists(from)) {
-    if (!Config::copyProfile(od(from), od(name))) return false;
-  } else {
-    const ConfigNodePtr profile = Config::getProfileNode(od(name), true);
-    if (!profile) return false;
-    TreeArea settings(profile);
-    internal::writeShapeDefaults(settings, L"Config/");
-  }
-  return description.empty() || Config::setProfileDescription(od(name), od(description));
-}
-
-bool deleteProfile(const wxString& name) { return Config::deleteProfile(od(name)); }
-
-bool resetProfile(const wxString& name) { return Config::resetProfile(od(name)); }
-
-bool exportProfile(const wxString& name, const wxString& file) {
-  return Config::exportProfile(od(name), od(file), true);
-}
-
-bool importProfile(const wxString& file, const wxString* name, const wxString* description) {
-  return Config::importProfile(od(file), name ? od(*name) : OdString(), description ? od(*description) : OdString());
-}
-
-bool getProfileNameFromFile(const wxString& file, wxString& name, wxString* description) {
-  const std::optional<internal::ProfileFileHead> head = internal::readProfileFileHead(od(file));
-  if (!head) return false;
-  name = head->name.c_str();
-  if (description) *description = head->description.value_or(OdString()).c_str();
   return true;
 }
 

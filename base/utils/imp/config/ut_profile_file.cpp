@@ -1,16 +1,17 @@
 #include "config/ut_profile_p.h"
 
-#include "ut_config.h"
 #include "config/ut_config_area.h"
-#include "ut_file.h"
-#include "core/ut_nocase.h"
-#include "ut_profile.h"
 #include "config/ut_registry_p.h"
 #include "core/ut_assert_p.h"
+#include "core/ut_nocase.h"
 #include "core/ut_utf16.h"
 #include "core/ut_wx.h"
+#include "ut_file.h"
+#include "ut_profile.h"
 
 #include <wx/filename.h>
+
+#include <algorithm>
 
 namespace ut::internal {
 
@@ -19,8 +20,10 @@ namespace {
 constexpr const char* kImportProfile = "ut::importProfileArg";
 
 // "HKEY_CURRENT_USER\Software\...\Profiles\", the start of every key of a profile file.
-std::wstring profilesKeyPrefix() {
-  return L"HKEY_CURRENT_USER\\" + Config::profilesRoot(eCfgPathRegistry).str();
+std::wstring profilesKeyPrefix(const OdString& profilesPath) {
+  std::wstring key = profilesPath.str();
+  std::replace(key.begin(), key.end(), L'/', L'\\');
+  return L"HKEY_CURRENT_USER\\" + key;
 }
 
 // A key of the file split into the profile's name and the path below the profile ("Config/Plot"); nothing
@@ -64,7 +67,8 @@ bool setValue(ConfigNodeBase& node, const regfile::Value& value) {
 
 class ProfileFileStorage : public ConfigStorageBase {
  public:
-  explicit ProfileFileStorage(const OdString& file) : m_file(file) {}
+  ProfileFileStorage(const OdString& file, const OdString& profilesPath)
+      : m_file(file), m_prefix(profilesKeyPrefix(profilesPath)) {}
 
   // The file is read once; later calls answer the same tree.
   ConfigNodePtr load() override {
@@ -75,7 +79,7 @@ class ProfileFileStorage : public ConfigStorageBase {
   bool save(const ConfigNodePtr& root) override {
     if (!root || !root->isGroup()) return false;
     regfile::Writer writer(false);
-    addGroup(writer, profilesKeyPrefix() + root->path().str(), *root);
+    addGroup(writer, m_prefix + root->path().str(), *root);
     return regfile::writeFile("ut::exportProfile", m_file, writer.bytes());
   }
 
@@ -93,7 +97,7 @@ class ProfileFileStorage : public ConfigStorageBase {
     const regfile::ReadResult file = regfile::read(bytes);
     m_malformedCount = file.malformedCount;
     m_firstMalformedLine = file.firstMalformedLine;
-    const std::wstring prefix = profilesKeyPrefix();
+    const std::wstring& prefix = m_prefix;
     ConfigNodePtr root;
     ConfigNodePtr group;
     for (const regfile::Operation& operation : file.operations) {
@@ -101,7 +105,8 @@ class ProfileFileStorage : public ConfigStorageBase {
         if (group) addValue(*group, operation.value);
         continue;
       }
-      if (operation.kind != regfile::Operation::eSelectKey && operation.kind != regfile::Operation::eDeleteKey) {
+      if (operation.kind != regfile::Operation::eSelectKey &&
+          operation.kind != regfile::Operation::eDeleteKey) {
         continue;
       }
       const std::optional<ProfileKey> key = profileKey(operation.key, prefix);
@@ -146,11 +151,13 @@ class ProfileFileStorage : public ConfigStorageBase {
         addValue(writer, child->path().str(), *child);
     }
     for (const ConfigNodePtr& child : group.children()) {
-      if (child->isGroup() && child->type() != ConfigValBase::eNoNode) addGroup(writer, key + L"\\" + child->path().str(), *child);
+      if (child->isGroup() && child->type() != ConfigValBase::eNoNode)
+        addGroup(writer, key + L"\\" + child->path().str(), *child);
     }
   }
 
   OdString m_file;
+  std::wstring m_prefix;
   ConfigNodePtr m_loaded;
   int m_malformedCount = 0;
   int m_firstMalformedLine = 0;
@@ -160,8 +167,8 @@ class ProfileFileStorage : public ConfigStorageBase {
 
 }  // namespace
 
-std::shared_ptr<ConfigStorageBase> profileFileStorage(const OdString& file) {
-  return std::make_shared<ProfileFileStorage>(file);
+std::shared_ptr<ConfigStorageBase> profileFileStorage(const OdString& file, const OdString& profilesPath) {
+  return std::make_shared<ProfileFileStorage>(file, profilesPath);
 }
 
 namespace {
@@ -203,12 +210,12 @@ wxString quotedText(const std::vector<std::wstring_view>& lines, size_t first, s
 
 // Line by line, as far as it needs: the first profile key gives the name, and the "Description" line of
 // that key (not one of its groups) the description.
-std::optional<ProfileFileHead> readProfileFileHead(const OdString& file) {
+std::optional<ProfileFileHead> readProfileFileHead(const OdString& file, const OdString& profilesPath) {
   std::string bytes;
   if (!readEntireFile(file, bytes)) return std::nullopt;
   const std::wstring text = regfile::decodeText(bytes);
   const std::vector<std::wstring_view> lines = linesOf(text);
-  const std::wstring prefix = L"[" + profilesKeyPrefix();
+  const std::wstring prefix = L"[" + profilesKeyPrefix(profilesPath);
   constexpr std::wstring_view kDescription = L"\"Description\"=\"";
   std::optional<ProfileFileHead> head;
   bool inProfileKey = false;
@@ -237,14 +244,16 @@ bool importProfileFile(ProfileManagerBase& manager, const OdString& file, const 
     return report(kImportProfile, wxString::Format(L"File not found: \"%ls\"", file.c_str()));
   }
   const auto notAProfile = [&] {
-    return report(kImportProfile, wxString::Format(L"File \"%ls\" is not a profile of the application", file.c_str()));
+    return report(kImportProfile,
+                  wxString::Format(L"File \"%ls\" is not a profile of the application", file.c_str()));
   };
-  const auto storage = std::make_shared<ProfileFileStorage>(file);
+  const auto storage = std::make_shared<ProfileFileStorage>(file, manager.rootPath());
   const ConfigNodePtr tree = storage->load();
   if (!tree) return notAProfile();
   if (storage->malformedCount() > 0) {
-    report(kImportProfile, wxString::Format(L"Skipped %d malformed lines of \"%ls\", the first at line %d",
-                                            storage->malformedCount(), file.c_str(), storage->firstMalformedLine()));
+    report(kImportProfile,
+           wxString::Format(L"Skipped %d malformed lines of \"%ls\", the first at line %d",
+                            storage->malformedCount(), file.c_str(), storage->firstMalformedLine()));
   }
   if (storage->skippedCount() > 0) {
     report(kImportProfile,

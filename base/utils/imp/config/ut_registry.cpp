@@ -1,9 +1,9 @@
 #include "ut_registry.h"
 
-#include "platform/registry.h"
-#include "ut_assert.h"
 #include "config/ut_registry_p.h"
 #include "core/ut_utf16.h"
+#include "platform/registry.h"
+#include "ut_assert.h"
 
 #include <climits>
 #include <cstdint>
@@ -20,7 +20,7 @@ using platform::RegistryValue;
 std::unique_ptr<RegistryKey> openKey(const char* operation, ERootKey root, const OdString& path, bool write,
                                      bool create) {
   std::string error;
-  auto key = platform::openRegistryKey(root, path.view(), write, create, error);
+  auto key = platform::openRegistryKey(internal::platformRoot(root), path.view(), write, create, error);
   if (!key && !error.empty()) callAssert(operation, error.c_str(), __FILE__, __LINE__);
   return key;
 }
@@ -228,7 +228,7 @@ bool Registry::copyKey(ERootKey from, ERootKey to, const OdString& fromPath, con
   const auto source = openKey("ut::Registry::copyKey", from, fromPath, false, false);
   if (!source) return false;
   const KeySnapshot tree = snapshot(*source, recursive);
-  platform::RegistryTransaction transaction(to);
+  platform::RegistryTransaction transaction(internal::platformRoot(to));
   const auto target = openKey("ut::Registry::copyKey", to, toPath, true, true);
   return transaction.active() && target && restore(*target, tree) && transaction.commit();
 }

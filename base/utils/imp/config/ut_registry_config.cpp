@@ -1,10 +1,10 @@
 #include "ut_registry_config.h"
 
+#include "config/ut_registry_p.h"
+#include "core/ut_nocase.h"
+#include "core/ut_utf16.h"
 #include "platform/registry.h"
 #include "ut_assert.h"
-#include "core/ut_nocase.h"
-#include "config/ut_registry_p.h"
-#include "core/ut_utf16.h"
 
 #include <wx/arrstr.h>
 
@@ -109,7 +109,7 @@ struct RegistryConfig::Impl {
     std::unique_ptr<RegistryKey> opened =
         parent && (parent->key->writable() || !write)
             ? parent->key->openSubKey(splitLastName(group).second, write, create, error)
-            : platform::openRegistryKey(root, keyPath(group), write, create, error);
+            : platform::openRegistryKey(internal::platformRoot(root), keyPath(group), write, create, error);
     if (!error.empty()) callAssert("ut::RegistryConfig", error.c_str(), __FILE__, __LINE__);
     return opened;
   }
@@ -257,7 +257,8 @@ struct RegistryConfig::Impl {
     const auto [parent, name] = splitLastName(group);
     forget();
     std::string error;
-    const auto k = platform::openRegistryKey(root, keyPath(parent), true, false, error);
+    const auto k =
+        platform::openRegistryKey(internal::platformRoot(root), keyPath(parent), true, false, error);
     return k && k->deleteSubKey(name);
   }
 
@@ -324,7 +325,8 @@ ERootKey RegistryConfig::root() const { return m_impl->root; }
 const OdString& RegistryConfig::rootPath() const { return m_impl->rootPath; }
 
 bool RegistryConfig::beginTransaction(bool write) {
-  m_impl->transactions.push_back(std::make_unique<platform::RegistryTransaction>(m_impl->root, write));
+  m_impl->transactions.push_back(
+      std::make_unique<platform::RegistryTransaction>(internal::platformRoot(m_impl->root), write));
   if (!m_impl->transactions.back()->active()) {
     m_impl->transactions.pop_back();
     return false;
@@ -463,7 +465,7 @@ bool RegistryConfig::RenameEntry(const wxString& oldName, const wxString& newNam
   if (!found) return false;
   const platform::RegistryValue value = *found;
   if (valueAt(newName)) return false;
-  platform::RegistryTransaction transaction(m_impl->root);
+  platform::RegistryTransaction transaction(internal::platformRoot(m_impl->root));
   if (!writeAt(newName, static_cast<ERegType>(value.type), value.data)) return false;
   const Location from = at(oldName, true);
   RegistryKey* source = m_impl->key(from.group, true);
@@ -476,7 +478,7 @@ bool RegistryConfig::RenameGroup(const wxString& oldName, const wxString& newNam
   const std::wstring from = m_impl->keyPath(source.group);
   const std::wstring to = m_impl->keyPath(target.group);
   if (!Registry::verifyKey(m_impl->root, from) || Registry::verifyKey(m_impl->root, to)) return false;
-  platform::RegistryTransaction transaction(m_impl->root);
+  platform::RegistryTransaction transaction(internal::platformRoot(m_impl->root));
   m_impl->forget();
   return Registry::copyKey(m_impl->root, m_impl->root, from, to, true) &&
          Registry::deleteKey(m_impl->root, from) && transaction.commit();

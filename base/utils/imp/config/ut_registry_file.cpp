@@ -2,13 +2,14 @@
 
 #include "ut_registry.h"
 
-#include "platform/registry.h"
 #include "config/ut_config_names.h"
-#include "ut_file.h"
-#include "core/ut_number_text.h"
 #include "config/ut_registry_p.h"
 #include "core/ut_assert_p.h"
+#include "core/ut_number_text.h"
 #include "core/ut_utf16.h"
+#include "core/ut_wx.h"
+#include "platform/registry.h"
+#include "ut_file.h"
 
 #include <map>
 #include <optional>
@@ -27,7 +28,7 @@ constexpr const char* kImportKey = "ut::Registry::importKey";
 
 using internal::report;
 
-std::string narrow(const OdString& text) { return std::string(wxString(text.c_str()).utf8_str()); }
+std::string narrow(const OdString& text) { return std::string(internal::toWx(text).utf8_str()); }
 
 void addKeyTree(regfile::Writer& writer, const std::wstring& fullPath, RegistryKey& key) {
   writer.addKey(fullPath);
@@ -119,7 +120,8 @@ class Importer {
  private:
   void begin(ERootKey root) {
     auto& transaction = m_transactions[root];
-    if (!transaction) transaction = std::make_unique<platform::RegistryTransaction>(root);
+    if (!transaction)
+      transaction = std::make_unique<platform::RegistryTransaction>(internal::platformRoot(root));
   }
 
   void select(const std::wstring& fullPath) {
@@ -130,7 +132,7 @@ class Importer {
     const std::wstring path(rooted->path);
     if (m_replaceKeys && !path.empty()) Registry::deleteKey(rooted->root, path);
     std::string error;
-    m_key = platform::openRegistryKey(rooted->root, path, true, true, error);
+    m_key = platform::openRegistryKey(internal::platformRoot(rooted->root), path, true, true, error);
     if (!m_key) failKey(fullPath, error.empty() ? "the registry hive cannot be written" : error);
   }
 
@@ -172,7 +174,8 @@ bool Registry::exportKey(const OdString& key, const OdString& file, bool exactTy
   if (!rooted) return report(kExportKey, "Bad root");
   std::string ignored;
   const std::wstring path(rooted->path);
-  const auto opened = platform::openRegistryKey(rooted->root, path, false, false, ignored);
+  const auto opened =
+      platform::openRegistryKey(internal::platformRoot(rooted->root), path, false, false, ignored);
   if (!opened) return report(kExportKey, "Failed to open registry key");
   regfile::Writer writer(exactTypes);
   const std::wstring rootName(regfile::rootName(rooted->root));
@@ -205,7 +208,7 @@ bool exportGroup(wxConfigBase& config, const OdString& rootPath, const OdString&
   if (group.isEmpty() || group.find(L'\\') >= 0 || group.trimRight(L'/').trimLeft(L'/').isEmpty()) {
     return report(kExportGroup, "Bad group path: " + narrow(groupPath));
   }
-  const wxString absolute = L"/" + wxString(group.c_str());
+  const wxString absolute = L"/" + internal::toWx(group);
   if (!config.HasGroup(absolute)) return report(kExportGroup, "Config group not found: " + narrow(groupPath));
   const wxString previousPath = config.GetPath();
   const bool expanding = config.IsExpandingEnvVars();

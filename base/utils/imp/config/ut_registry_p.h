@@ -33,6 +33,11 @@
 
 namespace ut::internal {
 
+// The platform's name of a root: the same number.
+constexpr platform::RegistryRoot platformRoot(ERootKey root) {
+  return static_cast<platform::RegistryRoot>(root);
+}
+
 // A dword in the registry's little-endian byte order.
 inline std::string dwordBytes(uint32_t value) {
   const char bytes[] = {static_cast<char>(value), static_cast<char>(value >> 8),

@@ -1,7 +1,6 @@
 #include "ut_file.h"
 
 #include "core/ut_nocase.h"
-#include "ut_text_file.h"
 #include "core/ut_wx.h"
 
 #include <wx/dir.h>
@@ -23,20 +22,19 @@ namespace {
 
 wxFile::OpenMode wxModeOf(File::EOpenMode mode) {
   switch (mode) {
-    case File::eRead: return wxFile::read;
-    case File::eWrite: return wxFile::write;
-    case File::eReadWrite: return wxFile::read_write;
-    case File::eAppend: return wxFile::write_append;
+    case File::eRead:
+      return wxFile::read;
+    case File::eWrite:
+      return wxFile::write;
+    case File::eReadWrite:
+      return wxFile::read_write;
+    case File::eAppend:
+      return wxFile::write_append;
   }
   return wxFile::read;
 }
 
 bool isSeparator(wchar_t c) { return wxFileName::IsPathSeparator(c); }
-
-template <typename Equal>
-bool sameLines(const OdArray<OdString>& a, const OdArray<OdString>& b, Equal equal) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), equal);
-}
 
 }  // namespace
 
@@ -144,7 +142,8 @@ bool Dir::getNext(OdString& name) {
   return true;
 }
 
-size_t Dir::getAllFiles(const OdString& dir, OdArray<OdString>& paths, const OdString& pattern, bool recursive) {
+size_t Dir::getAllFiles(const OdString& dir, OdArray<OdString>& paths, const OdString& pattern,
+                        bool recursive) {
   const wxLogNull quiet;
   if (!wxDirExists(toWx(dir))) return 0;
   wxArrayString found;
@@ -227,22 +226,6 @@ bool filesAreEqual(const OdString& a, const OdString& b) {
     if (count == 0) return true;
     if (std::memcmp(left.data(), right.data(), static_cast<size_t>(count)) != 0) return false;
   }
-}
-
-bool filesAreEqualNoCase(const OdString& a, const OdString& b) {
-  OdArray<OdString> first, second;
-  return readTextFileContent(first, a) && readTextFileContent(second, b) &&
-         sameLines(first, second, [](const OdString& x, const OdString& y) {
-           return internal::equalNoCase(x.view(), y.view());
-         });
-}
-
-bool filesAreEqualAfterSort(const OdString& a, const OdString& b) {
-  OdArray<OdString> first, second;
-  if (!readTextFileContent(first, a) || !readTextFileContent(second, b)) return false;
-  std::sort(first.begin(), first.end());
-  std::sort(second.begin(), second.end());
-  return sameLines(first, second, std::equal_to<OdString>());
 }
 
 }  // namespace ut

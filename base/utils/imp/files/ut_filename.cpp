@@ -1,10 +1,11 @@
 #include "ut_filename.h"
 
-#include "platform/files.h"
-#include "ut_config.h"
-#include "ut_file.h"
+#include "files/ut_filename_p.h"
+
 #include "core/ut_nocase.h"
 #include "core/ut_wx.h"
+#include "platform/files.h"
+#include "ut_file.h"
 
 #include <wx/datetime.h>
 #include <wx/dir.h>
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <climits>
 #include <cwctype>
+#include <mutex>
 
 namespace ut {
 
@@ -288,9 +290,39 @@ bool FileName::setCwd(const OdString& cwd) {
 
 OdString FileName::getCwd(const OdString& volume) { return fromWx(wxFileName::GetCwd(toWx(volume))); }
 
+namespace {
+
+struct TempDirSetting {
+  std::mutex mutex;
+  internal::TempDirSource source;
+};
+
+TempDirSetting& tempDirSetting() {
+  static TempDirSetting setting;
+  return setting;
+}
+
+OdString chosenTempDir() {
+  TempDirSetting& setting = tempDirSetting();
+  internal::TempDirSource source;
+  {
+    const std::lock_guard lock(setting.mutex);
+    source = setting.source;
+  }
+  return source ? source() : OdString();
+}
+
+}  // namespace
+
+void internal::setTempDirSource(TempDirSource source) {
+  TempDirSetting& setting = tempDirSetting();
+  const std::lock_guard lock(setting.mutex);
+  setting.source = std::move(source);
+}
+
 OdString FileName::getTempDir() {
-  OdString dir;
-  if (!Config::read(eCfgConfig, L"TEMPPREFIX", dir) || dir.isEmpty()) {
+  OdString dir = chosenTempDir();
+  if (dir.isEmpty()) {
     wxFileName system = wxFileName::DirName(wxFileName::GetTempDir());
     system.Normalize(wxPATH_NORM_LONG);
     dir = fromWx(system.GetPath(wxPATH_GET_VOLUME));
@@ -334,8 +366,8 @@ OdString FileName::createTempFileName(const OdString& prefix) {
     for (const wxString& sub : relative) directory.AppendDir(sub);
   }
   if (!directory.DirExists()) directory.Mkdir(0777, wxPATH_MKDIR_FULL);
-  const wxString created = wxFileName::CreateTempFileName(directory.GetPath(wxPATH_GET_VOLUME | wxPATH_GET_SEPARATOR) +
-                                                          toWx(namePrefix));
+  const wxString created = wxFileName::CreateTempFileName(
+      directory.GetPath(wxPATH_GET_VOLUME | wxPATH_GET_SEPARATOR) + toWx(namePrefix));
   if (!created.empty() && wxFileName::FileExists(created)) return fromWx(created);
   return fromWx(wxFileName::CreateTempFileName(toWx(prefix)));
 }
@@ -423,7 +455,8 @@ NumberedStem numberedStem(const OdString& stem, int firstNumber) {
   while (digits > 0 && std::iswdigit(open[digits - 1])) --digits;
   if (digits == open.getLength()) return {stem + L" (", firstNumber, L")"};
   long long counter = 0;
-  for (int i = digits; i < open.getLength() && counter < INT_MAX; ++i) counter = counter * 10 + (open[i] - L'0');
+  for (int i = digits; i < open.getLength() && counter < INT_MAX; ++i)
+    counter = counter * 10 + (open[i] - L'0');
   return {open.left(digits), counter, closed ? L")" : L""};
 }
 

@@ -1,9 +1,10 @@
 #include "ut_text_file.h"
 
-#include "platform/text.h"
-#include "ut_file.h"
+#include "core/ut_nocase.h"
 #include "core/ut_utf8.h"
 #include "core/ut_wx.h"
+#include "platform/text.h"
+#include "ut_file.h"
 
 #include <wx/file.h>
 #include <wx/intl.h>
@@ -94,9 +95,8 @@ bool addConvertedLines(std::string_view bytes, const wxMBConv& conv, internal::L
   size_t length = 0;
   const wxWCharBuffer text = conv.cMB2WC(bytes.data(), bytes.size(), &length);
   if (!text.data() || length == wxCONV_FAILED) return false;
-  forEachLine(text.data(), text.data() + length, [&](std::wstring_view line, wxTextFileType type) {
-    sink.addWide(line, type);
-  });
+  forEachLine(text.data(), text.data() + length,
+              [&](std::wstring_view line, wxTextFileType type) { sink.addWide(line, type); });
   return true;
 }
 
@@ -145,10 +145,14 @@ const wxMBConv& unicodeConverter(TextFile::EByteOrderMark mark) {
   static const wxMBConvUTF16BE utf16be;
   static const wxMBConvUTF16LE utf16le;
   switch (mark) {
-    case TextFile::eBomUtf32BE: return utf32be;
-    case TextFile::eBomUtf32LE: return utf32le;
-    case TextFile::eBomUtf16BE: return utf16be;
-    default: return utf16le;
+    case TextFile::eBomUtf32BE:
+      return utf32be;
+    case TextFile::eBomUtf32LE:
+      return utf32le;
+    case TextFile::eBomUtf16BE:
+      return utf16be;
+    default:
+      return utf16le;
   }
 }
 
@@ -214,7 +218,7 @@ bool TextFile::decodeInUserLocale(std::string_view bytes, internal::LineSink& si
   auto change = std::make_unique<platform::ThreadLocaleSwitch>(userLanguageName());
   if (!change->switched()) change = std::make_unique<platform::ThreadLocaleSwitch>(std::string());
   if (!change->switched()) return false;
-  m_savedLocale = OdString(wxString(change->previousName()).wc_str());
+  m_savedLocale = OdString(platform::codePageToWide(change->previousName(), platform::kUtf8CodePage));
   m_localeSwitch = std::move(change);
   if (addConvertedLines(bytes, wxConvLibc, sink)) return true;
   restoreLocale();
@@ -271,6 +275,25 @@ OdArray<OdString> readAllLinesFromFile(const OdString& file, int* encoding) {
   }
   if (encoding) *encoding = encodingCode(text.encoding());
   return lines;
+}
+
+// --- Comparison ----------------------------------------------------------------------------------------
+
+bool filesAreEqualNoCase(const OdString& a, const OdString& b) {
+  OdArray<OdString> first, second;
+  const auto sameNoCase = [](const OdString& x, const OdString& y) {
+    return internal::equalNoCase(x.view(), y.view());
+  };
+  return readTextFileContent(first, a) && readTextFileContent(second, b) &&
+         std::equal(first.begin(), first.end(), second.begin(), second.end(), sameNoCase);
+}
+
+bool filesAreEqualAfterSort(const OdString& a, const OdString& b) {
+  OdArray<OdString> first, second;
+  if (!readTextFileContent(first, a) || !readTextFileContent(second, b)) return false;
+  std::sort(first.begin(), first.end());
+  std::sort(second.begin(), second.end());
+  return first == second;
 }
 
 // --- UTF-8 ---------------------------------------------------------------------------------------------

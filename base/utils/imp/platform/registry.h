@@ -16,8 +16,6 @@
 #ifndef QX_UT_REGISTRY_PLATFORM_H
 #define QX_UT_REGISTRY_PLATFORM_H
 
-#include "ut_registry.h"
-
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -27,7 +25,10 @@
 
 namespace ut::platform {
 
-class RegistryStore;
+class Hive;
+
+// The five roots, numbered as the interface's ut::ERootKey numbers them.
+enum class RegistryRoot { eClassesRoot, eCurrentUser, eLocalMachine, eUsers, eCurrentConfig };
 
 // The registry's own limits: on names, and on how deep keys nest below their root.
 constexpr size_t kMaxKeyNameLength = 255;
@@ -82,8 +83,8 @@ class RegistryKey {
 // Opens the key at `path` (names joined by "\"; empty components are ignored) under `root`. With
 // `create`, missing keys are created (which needs `write`). Null when the key does not exist, the store
 // cannot be opened, or a name or the depth breaks the limits (`error` then says which).
-std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view path, bool write, bool create,
-                                             std::string& error);
+std::unique_ptr<RegistryKey> openRegistryKey(RegistryRoot root, std::wstring_view path, bool write,
+                                             bool create, std::string& error);
 
 // Makes every change the thread makes to the store of `root` until commit() one atomic change: all of
 // it or, after a failure, a crash or a destruction without commit(), none of it. Transactions nest: an
@@ -93,7 +94,7 @@ std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view pa
 // inside it.
 class RegistryTransaction {
  public:
-  explicit RegistryTransaction(ERootKey root, bool write = true);
+  explicit RegistryTransaction(RegistryRoot root, bool write = true);
   ~RegistryTransaction();
   RegistryTransaction(const RegistryTransaction&) = delete;
   RegistryTransaction& operator=(const RegistryTransaction&) = delete;
@@ -103,7 +104,7 @@ class RegistryTransaction {
   bool commit();
 
  private:
-  std::shared_ptr<RegistryStore> m_store;
+  std::shared_ptr<Hive> m_hive;
   bool m_active;
   bool m_done = false;
 };

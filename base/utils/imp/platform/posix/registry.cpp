@@ -8,11 +8,14 @@
 
 #include "platform/registry.h"
 
+#include "core/ut_identity.h"
 #include "platform/posix/files_posix.h"
+#include "platform/system.h"
+#include "platform/text.h"
 
-#include "ut_assert.h"
 #include "core/ut_nocase.h"
 #include "core/ut_utf8.h"
+#include "ut_assert.h"
 
 #include <sqlite3.h>
 #include <unistd.h>
@@ -31,7 +34,7 @@
 
 namespace ut::platform {
 
-class RegistryStore;
+class Hive;
 
 namespace {
 
@@ -63,23 +66,26 @@ const char* const kSchema = R"(
     (5, NULL, 'HKEY_CURRENT_CONFIG', 'HKEY_CURRENT_CONFIG');
 )";
 
-int64_t rootKeyId(ERootKey root) { return static_cast<int64_t>(root) + 1; }
+int64_t rootKeyId(RegistryRoot root) { return static_cast<int64_t>(root) + 1; }
 
-bool isMachineRoot(ERootKey root) { return root == eLocalMachine; }
+bool isMachineRoot(RegistryRoot root) { return root == RegistryRoot::eLocalMachine; }
 
 std::string environment(const char* name) {
   const char* value = std::getenv(name);
   return value ? value : "";
 }
 
+// The hives keep the default company's folder, whatever name the host gives the company: the registry
+// is one store whatever keys it holds.
 std::string hiveDirectory(bool machine) {
   if (std::string dir = environment("VELTOCAD_REGISTRY_DIR"); !dir.empty()) return dir;
-  if (machine) return "/etc/xdg/Korvani";
-  if (std::string config = environment("XDG_CONFIG_HOME"); !config.empty()) return config + "/Korvani";
-  return environment("HOME") + "/.config/Korvani";
+  const OdString company = internal::kDefaultCompany;
+  std::string dir = fileNameToNarrow((machine ? machineConfigDir(company) : userConfigDir(company)).view());
+  if (dir.ends_with('/')) dir.pop_back();
+  return dir;
 }
 
-std::string hivePath(ERootKey root) {
+std::string hivePath(RegistryRoot root) {
   const bool machine = isMachineRoot(root);
   return hiveDirectory(machine) + (machine ? "/machine.hive" : "/user.hive");
 }
@@ -159,20 +165,20 @@ class Statement {
 }  // namespace
 
 // One connection to one hive file, owned by one thread: the store of one or more roots.
-class RegistryStore {
+class Hive {
  public:
-  RegistryStore(std::string path, sqlite3* db, bool writable)
+  Hive(std::string path, sqlite3* db, bool writable)
       : m_path(std::move(path)), m_db(db), m_writable(writable) {}
-  ~RegistryStore() {
+  ~Hive() {
     for (auto& [sql, stmt] : m_statements) sqlite3_finalize(stmt);
     sqlite3_close(m_db);
   }
-  RegistryStore(const RegistryStore&) = delete;
-  RegistryStore& operator=(const RegistryStore&) = delete;
+  Hive(const Hive&) = delete;
+  Hive& operator=(const Hive&) = delete;
 
   // The connection of this thread to the hive of `root`; null when the hive cannot be used (then it
   // was reported, or it does not exist and `write` was not asked for).
-  static std::shared_ptr<RegistryStore> forRoot(ERootKey root, bool write);
+  static std::shared_ptr<Hive> forRoot(RegistryRoot root, bool write);
 
   bool writable() const { return m_writable; }
 
@@ -220,14 +226,14 @@ class RegistryStore {
   std::unordered_map<const char*, sqlite3_stmt*> m_statements;
 };
 
-bool RegistryStore::begin(bool write) {
+bool Hive::begin(bool write) {
   const char* start = m_depth > 0 ? "SAVEPOINT nested" : write ? "BEGIN IMMEDIATE" : "BEGIN";
   if (!exec(start)) return fail("cannot start a transaction");
   ++m_depth;
   return true;
 }
 
-bool RegistryStore::end(bool commit) {
+bool Hive::end(bool commit) {
   if (m_depth == 0) return false;
   if (--m_depth > 0) {
     if (commit && exec("RELEASE nested")) return true;
@@ -257,7 +263,7 @@ bool execWaiting(sqlite3* db, const char* sql) {
 
 // Opens (creating with `create`) the database and sets it up; null, reported, when the file is not a
 // database. The file is left exactly as it was found then.
-std::shared_ptr<RegistryStore> openHive(const std::string& path, bool create) {
+std::shared_ptr<Hive> openHive(const std::string& path, bool create) {
   sqlite3* db = nullptr;
   const int flags = SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0) | SQLITE_OPEN_NOMUTEX;
   bool writable = sqlite3_open_v2(path.c_str(), &db, flags, nullptr) == SQLITE_OK;
@@ -269,7 +275,7 @@ std::shared_ptr<RegistryStore> openHive(const std::string& path, bool create) {
       return nullptr;
     }
   }
-  auto hive = std::make_shared<RegistryStore>(path, db, writable);
+  auto hive = std::make_shared<Hive>(path, db, writable);
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
   sqlite3_extended_result_codes(db, 1);
   const char* setup = writable ? "PRAGMA foreign_keys=ON; PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;"
@@ -283,11 +289,11 @@ std::shared_ptr<RegistryStore> openHive(const std::string& path, bool create) {
 
 }  // namespace
 
-std::shared_ptr<RegistryStore> RegistryStore::forRoot(ERootKey root, bool write) {
+std::shared_ptr<Hive> Hive::forRoot(RegistryRoot root, bool write) {
   // Keys hold their store, so a store reopened for writing leaves the older connection to them.
-  thread_local std::map<std::string, std::shared_ptr<RegistryStore>> hives;
+  thread_local std::map<std::string, std::shared_ptr<Hive>> hives;
   const std::string path = hivePath(root);
-  std::shared_ptr<RegistryStore>& hive = hives[path];
+  std::shared_ptr<Hive>& hive = hives[path];
   if (hive && (hive->writable() || !write)) return hive;
   const bool create = write || !isMachineRoot(root);
   if (create) {
@@ -306,13 +312,13 @@ std::shared_ptr<RegistryStore> RegistryStore::forRoot(ERootKey root, bool write)
 namespace {
 
 // The id of the child key `folded` under `parent`, or 0.
-int64_t findChild(RegistryStore& hive, int64_t parent, const std::string& folded) {
+int64_t findChild(Hive& hive, int64_t parent, const std::string& folded) {
   Statement find = hive.statement("SELECT id FROM keys WHERE parent = ?1 AND folded = ?2");
   find.bind(1, parent).bind(2, folded);
   return find.step() == SQLITE_ROW ? find.integer(0) : 0;
 }
 
-int64_t createChild(RegistryStore& hive, int64_t parent, const std::string& name, const std::string& folded) {
+int64_t createChild(Hive& hive, int64_t parent, const std::string& name, const std::string& folded) {
   Statement insert = hive.statement("INSERT INTO keys(parent, name, folded) VALUES (?1, ?2, ?3)");
   insert.bind(1, parent).bind(2, name).bind(3, folded);
   return hive.run(std::move(insert)) ? findChild(hive, parent, folded) : 0;
@@ -343,7 +349,7 @@ bool encodeName(std::wstring_view name, size_t maxLength, const char* kind, std:
 // `depth`: how many keys down from the root (0 for a root itself).
 class HiveKey final : public RegistryKey {
  public:
-  HiveKey(std::shared_ptr<RegistryStore> store, int64_t id, size_t depth, bool write)
+  HiveKey(std::shared_ptr<Hive> store, int64_t id, size_t depth, bool write)
       : m_store(std::move(store)), m_hive(*m_store), m_id(id), m_depth(depth), m_write(write) {}
 
   bool writable() const override { return m_write; }
@@ -512,8 +518,8 @@ class HiveKey final : public RegistryKey {
     return sorted;
   }
 
-  std::shared_ptr<RegistryStore> m_store;
-  RegistryStore& m_hive;
+  std::shared_ptr<Hive> m_store;
+  Hive& m_hive;
   int64_t m_id;
   size_t m_depth;
   bool m_write;
@@ -521,9 +527,9 @@ class HiveKey final : public RegistryKey {
 
 }  // namespace
 
-std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view path, bool write, bool create,
-                                             std::string& error) {
-  if (root < eClassesRoot || root > eCurrentConfig) {
+std::unique_ptr<RegistryKey> openRegistryKey(RegistryRoot root, std::wstring_view path, bool write,
+                                             bool create, std::string& error) {
+  if (root < RegistryRoot::eClassesRoot || root > RegistryRoot::eCurrentConfig) {
     error = "no such root key";
     return nullptr;
   }
@@ -532,7 +538,7 @@ std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view pa
     error = tooDeep();
     return nullptr;
   }
-  const std::shared_ptr<RegistryStore> hive = RegistryStore::forRoot(root, write || create);
+  const std::shared_ptr<Hive> hive = Hive::forRoot(root, write || create);
   if (!hive) {
     if (write || create) error = "the registry hive cannot be written";
     return nullptr;
@@ -548,19 +554,18 @@ std::unique_ptr<RegistryKey> openRegistryKey(ERootKey root, std::wstring_view pa
   return key;
 }
 
-RegistryTransaction::RegistryTransaction(ERootKey root, bool write)
-    : m_store(RegistryStore::forRoot(root, write)) {
-  m_active = m_store && m_store->begin(write);
+RegistryTransaction::RegistryTransaction(RegistryRoot root, bool write) : m_hive(Hive::forRoot(root, write)) {
+  m_active = m_hive && m_hive->begin(write);
 }
 
 RegistryTransaction::~RegistryTransaction() {
-  if (m_active && !m_done) m_store->end(false);
+  if (m_active && !m_done) m_hive->end(false);
 }
 
 bool RegistryTransaction::commit() {
   if (!m_active || m_done) return false;
   m_done = true;
-  return m_store->end(true);
+  return m_hive->end(true);
 }
 
 }  // namespace ut::platform

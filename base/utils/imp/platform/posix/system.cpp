@@ -1,19 +1,20 @@
-#include "ut_system.h"
+// System information on POSIX: the executable from /proc/self/exe, configuration folders as the XDG
+// base directory specification places them.
 
-#include "ut_config.h"
+#include "platform/system.h"
 
-#include <wx/string.h>
+#include "platform/text.h"
 
 #include <unistd.h>
 
 #include <cstdlib>
 #include <string>
 
-namespace ut {
+namespace ut::platform {
 
 namespace {
 
-OdString fromNative(const std::string& text) { return OdString(wxString(text.c_str(), wxConvFile).wc_str()); }
+OdString fromNative(const std::string& text) { return OdString(codePageToWide(text, kUtf8CodePage)); }
 
 std::string environment(const char* name) {
   const char* value = std::getenv(name);
@@ -22,7 +23,7 @@ std::string environment(const char* name) {
 
 }  // namespace
 
-OdString getExecutableFolder() {
+OdString executableFolder() {
   std::string path(4096, '\0');
   const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
   if (length <= 0 || static_cast<size_t>(length) >= path.size()) return OdString();
@@ -30,10 +31,12 @@ OdString getExecutableFolder() {
   return fromNative(path.substr(0, path.rfind('/') + 1));
 }
 
-OdString getUserConfigDir() {
+OdString userConfigDir(const OdString& vendor) {
   std::string base = environment("XDG_CONFIG_HOME");
   if (base.empty()) base = environment("HOME") + "/.config";
-  return fromNative(base + "/") + Config::regCompany() + L"/";
+  return fromNative(base + "/") + vendor + L"/";
 }
 
-}  // namespace ut
+OdString machineConfigDir(const OdString& vendor) { return L"/etc/xdg/" + vendor + L"/"; }
+
+}  // namespace ut::platform

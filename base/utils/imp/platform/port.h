@@ -1,0 +1,21 @@
+// What a port of the library to another platform provides: a folder beside posix/ (windows/, say) that
+// implements every contract below, which cmake/Library.cmake picks by platform. Each contract uses only
+// the C++ standard library and sdk/, so that a backend compiles on its own; the families call these and
+// nothing of the platform itself. They include the contracts they need; this header names them all for
+// a port, and shows that they compile together. A backend may use the core layer (codecs, case folding,
+// assertion callbacks, the company's name) and nothing above it.
+//
+//   platform/files.h     native paths, files' owners, private files and folders, file locks and stamps
+//   platform/registry.h  keys, values and transactions of the registry (posix/: SQLite hives)
+//   platform/system.h    the executable's folder, the user's and the machine's configuration folders
+//   platform/text.h      code pages, character direction, the user's number format, thread locales
+
+#ifndef QX_PLATFORM_PORT_H
+#define QX_PLATFORM_PORT_H
+
+#include "files.h"
+#include "registry.h"
+#include "system.h"
+#include "text.h"
+
+#endif
