@@ -289,6 +289,22 @@ bool writeValue(const Key& key, const OdString& name, ut::ERegType type, const w
   }
 }
 
+// What reg copy does without /s: the key's values, each with its own type and bytes, and no sub-key.
+bool copyValues(const Key& from, const Key& to) {
+  OdArray<OdString> names;
+  ut::Registry source;
+  if (!ut::Registry::listValues(from.root, from.path, names) || !source.open(from.root, from.path, ut::eRead) ||
+      !ut::Registry::createKey(to.root, to.path, nullptr)) {
+    return false;
+  }
+  return std::all_of(names.begin(), names.end(), [&](const OdString& name) {
+    wxMemoryBuffer data;
+    return source.read(name, data) &&
+           importValue(to, name, source.valueType(name),
+                       std::string(static_cast<const char*>(data.GetData()), data.GetDataLen()));
+  });
+}
+
 bool deleteValues(const Key& key, const Selection& selection) {
   OdArray<OdString> names;
   if (selection.kind == Selection::eAll)
@@ -396,7 +412,8 @@ int copy(const CommandLine& line) {
   if (ut::Registry::verifyKey(to->root, to->path) && !line.has("f")) {
     return fail(to->name + " exists; use /f to copy into it");
   }
-  const bool copied = ut::Registry::copyKey(from->root, to->root, from->path, to->path, line.has("s"));
+  const bool copied = line.has("s") ? ut::Registry::copyKey(from->root, to->root, from->path, to->path, false)
+                                     : inTransaction(to->root, [&] { return copyValues(*from, *to); });
   return copied ? 0 : fail("cannot copy " + from->name + " to " + to->name);
 }
 

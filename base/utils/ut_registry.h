@@ -113,9 +113,11 @@ class Registry {
   static bool listValues(ERootKey root, const OdString& path, OdArray<OdString>& names);
   // Deletes the key and everything below it.
   static bool deleteKey(ERootKey root, const OdString& path);
-  // Copies every value and, with `recursive`, every sub-key.
+  // Copies every value and every sub-key of the key, in one transaction. With `replace`, the target key
+  // is emptied first, so that it ends up holding exactly what the source holds; without it, the copy is
+  // merged into what the target holds (a value of the same name is overwritten).
   static bool copyKey(ERootKey from, ERootKey to, const OdString& fromPath, const OdString& toPath,
-                      bool recursive);
+                      bool replace);
   // Writes the key ("HKEY_CURRENT_USER\\Software\\...") with everything below it to a registration file.
   // With `exactTypes`, expandable strings, multi-strings and 64-bit numbers are written in the registry
   // editor's hex(2), hex(7) and hex(b) forms, so that an import gives back every type and byte; without

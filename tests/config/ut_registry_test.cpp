@@ -164,8 +164,14 @@ TEST_F(RegistryTest, CopyKeyIntoItsOwnSubtree) {
   EXPECT_TRUE(ut::Registry::copyKey(ut::eCurrentUser, ut::eCurrentUser, L"Src", L"Src\\Copy", true));
   EXPECT_TRUE(ut::Registry::verifyValue(ut::eCurrentUser, L"Src\\Copy\\Deep", L"v"));
   EXPECT_FALSE(ut::Registry::verifyKey(ut::eCurrentUser, L"Src\\Copy\\Copy"));
-  EXPECT_TRUE(ut::Registry::copyKey(ut::eCurrentUser, ut::eLocalMachine, L"Src\\Deep", L"Machine", false));
-  EXPECT_TRUE(ut::Registry::verifyValue(ut::eLocalMachine, L"Machine", L"v"));
+  // Whatever the bool, every sub-key comes along; with it, the target holds nothing else afterwards.
+  ASSERT_TRUE(ut::Registry::createKey(ut::eLocalMachine, L"Machine\\Old", nullptr));
+  EXPECT_TRUE(ut::Registry::copyKey(ut::eCurrentUser, ut::eLocalMachine, L"Src", L"Machine", false));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eLocalMachine, L"Machine\\Deep", L"v"));
+  EXPECT_TRUE(ut::Registry::verifyKey(ut::eLocalMachine, L"Machine\\Old"));
+  EXPECT_TRUE(ut::Registry::copyKey(ut::eCurrentUser, ut::eLocalMachine, L"Src", L"Machine", true));
+  EXPECT_TRUE(ut::Registry::verifyValue(ut::eLocalMachine, L"Machine\\Copy\\Deep", L"v"));
+  EXPECT_FALSE(ut::Registry::verifyKey(ut::eLocalMachine, L"Machine\\Old"));
   EXPECT_TRUE(std::filesystem::exists(m_dir.path() / "machine.hive"));
   EXPECT_FALSE(ut::Registry::copyKey(ut::eCurrentUser, ut::eCurrentUser, L"Missing", L"X", true));
 }

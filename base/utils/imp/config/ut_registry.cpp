@@ -57,14 +57,13 @@ struct NamedSnapshot {
   KeySnapshot tree;
 };
 
-KeySnapshot snapshot(RegistryKey& key, bool recursive) {
+KeySnapshot snapshot(RegistryKey& key) {
   KeySnapshot result;
   result.values = key.values();
-  if (!recursive) return result;
   for (std::wstring& name : key.subKeyNames()) {
     std::string ignored;
     if (const auto sub = key.openSubKey(name, false, false, ignored)) {
-      result.subKeys.push_back({std::move(name), snapshot(*sub, true)});
+      result.subKeys.push_back({std::move(name), snapshot(*sub)});
     }
   }
   return result;
@@ -224,11 +223,12 @@ bool Registry::deleteKey(ERootKey root, const OdString& path) {
 }
 
 bool Registry::copyKey(ERootKey from, ERootKey to, const OdString& fromPath, const OdString& toPath,
-                       bool recursive) {
+                       bool replace) {
   const auto source = openKey("ut::Registry::copyKey", from, fromPath, false, false);
   if (!source) return false;
-  const KeySnapshot tree = snapshot(*source, recursive);
+  const KeySnapshot tree = snapshot(*source);
   platform::RegistryTransaction transaction(internal::platformRoot(to));
+  if (replace && !toPath.isEmpty()) deleteKey(to, toPath);
   const auto target = openKey("ut::Registry::copyKey", to, toPath, true, true);
   return transaction.active() && target && restore(*target, tree) && transaction.commit();
 }
