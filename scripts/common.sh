@@ -38,10 +38,10 @@ qx_generate_test_locales() {
   done
 }
 
-# qx_build DIR [CMAKE ARGUMENTS...]: configures (once) and builds the tree in DIR.
+# qx_build PRESET [CMAKE ARGUMENTS...]: configures and builds the tree of one of CMakePresets.json's
+# presets (release in build/, asan in build-asan/, fuzz in build-fuzz/).
 qx_build() {
-  local dir=$1
+  local preset=$1
   shift
-  cmake -S "$QX_ROOT" -B "$QX_ROOT/$dir" -G Ninja "$@" >/dev/null
-  cmake --build "$QX_ROOT/$dir"
+  (cd "$QX_ROOT" && cmake --preset "$preset" "$@" >/dev/null && cmake --build --preset "$preset")
 }

@@ -6,5 +6,5 @@ set -euo pipefail
 source "$(dirname "$0")/common.sh"
 
 qx_install_packages >&2
-qx_build build >&2
+qx_build release >&2
 exec "$QX_ROOT/build/tools/qxreg" "$@"

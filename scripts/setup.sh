@@ -5,4 +5,4 @@ set -euo pipefail
 source "$(dirname "$0")/common.sh"
 
 qx_install_packages
-qx_build build
+qx_build release
