@@ -7,6 +7,7 @@
 #include "OdString.h"
 #include "ut_assert.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
@@ -19,6 +20,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -49,18 +52,15 @@ inline const bool g_wxLogsFail = [] {
   return true;
 }();
 
-inline void PrintTo(const OdString& s, std::ostream* os) {
-  *os << "L\"";
-  for (wchar_t c : s.view()) {
-    if (c >= 0x20 && c < 0x7F)
-      *os << static_cast<char>(c);
-    else
-      *os << "\\x{" << std::hex << static_cast<unsigned>(c) << std::dec << "}";
-  }
-  *os << "\"";
-}
+inline void PrintTo(const OdString& s, std::ostream* os) { *os << testing::PrintToString(s.str()); }
 
 namespace qxtest {
+
+// The bytes of a file; empty if it cannot be read.
+inline std::string fileBytes(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 // A fresh directory, removed with everything in it at the end of the scope.
 class TempDir {
@@ -103,17 +103,20 @@ class ScopedEnv {
   std::optional<std::string> m_old;
 };
 
-// A program started with pipes on its standard input and output; killed at the end of the scope if it
-// still runs.
+// A program started with pipes on its standard input and output, and its standard error in `errorFile`
+// if one is named; killed at the end of the scope if it still runs.
 class ChildProcess {
  public:
-  explicit ChildProcess(const std::vector<std::string>& args) {
+  explicit ChildProcess(const std::vector<std::string>& args, const std::string& errorFile = "") {
     int in[2], out[2];
     if (pipe(in) != 0 || pipe(out) != 0) return;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+    if (!errorFile.empty())
+      posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile.c_str(),
+                                       O_WRONLY | O_CREAT | O_TRUNC, 0600);
     for (int fd : {in[0], in[1], out[0], out[1]}) posix_spawn_file_actions_addclose(&actions, fd);
     std::vector<char*> argv;
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
@@ -133,11 +136,12 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  // The next line the child writes, without its line feed; empty at the end of its output.
-  std::string readLine() {
-    std::string line;
-    for (int c; m_out && (c = fgetc(m_out)) != EOF && c != '\n';) line += static_cast<char>(c);
-    return line;
+  // What the child writes up to the next `end`, which is left out, or to the end of its output: by default
+  // the next line without its line feed, empty at the end of the output.
+  std::string read(int end = '\n') {
+    std::string text;
+    for (int c; m_out && (c = fgetc(m_out)) != EOF && c != end;) text += static_cast<char>(c);
+    return text;
   }
   void writeLine(const std::string& line) {
     fprintf(m_in, "%s\n", line.c_str());
@@ -167,12 +171,12 @@ class ChildProcess {
 // Two helper processes that each print "loaded", wait for "go" and print "saved": both are let go at
 // once, so that their work overlaps, and both must finish.
 inline void runSideBySide(ChildProcess& first, ChildProcess& second) {
-  ASSERT_EQ(first.readLine(), "loaded");
-  ASSERT_EQ(second.readLine(), "loaded");
+  ASSERT_EQ(first.read(), "loaded");
+  ASSERT_EQ(second.read(), "loaded");
   first.writeLine("go");
   second.writeLine("go");
-  EXPECT_EQ(first.readLine(), "saved");
-  EXPECT_EQ(second.readLine(), "saved");
+  EXPECT_EQ(first.read(), "saved");
+  EXPECT_EQ(second.read(), "saved");
 }
 
 // Collects what the library reports through its assertion callbacks during one scope, as

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -37,17 +39,13 @@ unsigned long readULong(const ConfigNodePtr& root, const wchar_t* path) {
 }
 
 TEST(ConfigNodeTest, CreateNodeTellsGroupsByTheTrailingSlash) {
-  const struct {
-    const wchar_t* name;
-    bool isGroup;
-    const wchar_t* path;
-  } rows[] = {
+  const std::tuple<const wchar_t*, bool, const wchar_t*> rows[] = {
       {L"", true, L""}, {L"Plot/", true, L"Plot"}, {L"a/b/", true, L"a/b"}, {L"Scale", false, L"Scale"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << '"' << row.name << '"');
-    const ConfigNodePtr node = ConfigNode::createNode(row.name);
-    EXPECT_EQ(node->isGroup(), row.isGroup);
-    EXPECT_EQ(node->path(), OdString(row.path));
+  for (const auto& [name, isGroup, path] : rows) {
+    SCOPED_TRACE(testing::Message() << '"' << name << '"');
+    const ConfigNodePtr node = ConfigNode::createNode(name);
+    EXPECT_EQ(node->isGroup(), isGroup);
+    EXPECT_EQ(node->path(), OdString(path));
     EXPECT_EQ(node->type(), ConfigValBase::eNoValue);
     EXPECT_FALSE(node->isDestructiveWrite());
   }
@@ -79,10 +77,8 @@ TEST(ConfigNodeTest, ValuesKeepTheirKindAndADwordRange) {
 TEST(ConfigNodeTest, ChildAtFindsNamesAndPathsIgnoringCase) {
   const ConfigNodePtr root = group(L"", {group(L"Config", {group(L"Plot", {number(L"Scale", 4)})}),
                                          number(L"Name", 1), number(L"\u00c4rger", 2)});
-  const struct {
-    const wchar_t* path;
-    const wchar_t* found;  // null: nothing found
-  } rows[] = {
+  // Each row: a path, and the name of what it finds (null: nothing).
+  const std::pair<const wchar_t*, const wchar_t*> rows[] = {
       {L"Config/Plot/Scale", L"Scale"},
       {L"config/PLOT/sCALE", L"Scale"},
       {L"Config/Plot/", L"Plot"},
@@ -93,22 +89,14 @@ TEST(ConfigNodeTest, ChildAtFindsNamesAndPathsIgnoringCase) {
       {L"/Config", nullptr},
       {L"Config//Plot", nullptr},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << '"' << row.path << '"');
-    const ConfigNodePtr node = root->childAt(row.path);
-    ASSERT_EQ(node != nullptr, row.found != nullptr);
+  for (const auto& [path, found] : rows) {
+    SCOPED_TRACE(testing::Message() << '"' << path << '"');
+    const ConfigNodePtr node = root->childAt(path);
+    ASSERT_EQ(node != nullptr, found != nullptr);
     if (node) {
-      EXPECT_EQ(node->path(), OdString(row.found));
+      EXPECT_EQ(node->path(), OdString(found));
     }
   }
-}
-
-TEST(ConfigNodeTest, NamesDifferingOnlyInCaseAreOneChild) {
-  const ConfigNodePtr root = group(L"", {number(L"Scale", 1)});
-  ASSERT_TRUE(root->addChild(number(L"SCALE", 2)));
-  ASSERT_EQ(root->children().size(), 1u);
-  EXPECT_EQ(readULong(root, L"scale"), 2u);
-  EXPECT_EQ(root->childAt(L"scale")->path(), OdString(L"SCALE"));
 }
 
 TEST(ConfigNodeTest, ChildrenStayInNameOrderWhateverOrderTheyComeIn) {
@@ -121,11 +109,14 @@ TEST(ConfigNodeTest, ChildrenStayInNameOrderWhateverOrderTheyComeIn) {
   EXPECT_TRUE(is<ut::ConfigReplacedNode>(root->childAt(L"e")));
 }
 
+// A name differing only in case names the same child, which takes the new spelling.
 TEST(ConfigNodeTest, AddingOverAChildWrapsTheNewOneAsReplaced) {
   const ConfigNodePtr root = group(L"", {group(L"Plot", {number(L"Old", 1)})});
   ASSERT_TRUE(root->addChild(group(L"plot", {number(L"Scale", 5)})));
+  ASSERT_EQ(root->children().size(), 1u);
   const ConfigNodePtr plot = root->childAt(L"Plot");
   ASSERT_TRUE(is<ut::ConfigReplacedNode>(plot));
+  EXPECT_EQ(plot->path(), OdString(L"plot"));
   EXPECT_TRUE(plot->isDestructiveWrite());
   EXPECT_TRUE(plot->isGroup());
   EXPECT_EQ(readULong(root, L"Plot/Scale"), 5u);
@@ -171,42 +162,35 @@ TEST(ConfigNodeTest, AddChildRefusesWhatCannotBeAChild) {
 }
 
 TEST(ConfigNodeTest, MarkersHoldNothingAndAreWrittenDestructively) {
-  const struct {
-    ConfigNodePtr node;
-    bool isGroup;
-  } rows[] = {{std::make_shared<ut::ConfigNoNode>(), true},
-              {std::make_shared<ut::ConfigDeletedNode>(L"E", false), false},
-              {std::make_shared<ut::ConfigDeletedNode>(L"G", true), true},
-              {std::make_shared<ut::ConfigDeletedProfileNode>(L"P"), true}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << typeid(*row.node).name());
-    EXPECT_EQ(row.node->type(), ConfigValBase::eNoNode);
-    EXPECT_EQ(row.node->isGroup(), row.isGroup);
-    EXPECT_TRUE(row.node->isDestructiveWrite());
-    EXPECT_FALSE(row.node->setString(L"x"));
-    EXPECT_TRUE(row.node->children().empty());
+  const std::pair<ConfigNodePtr, bool> rows[] = {
+      {std::make_shared<ut::ConfigNoNode>(), true},
+      {std::make_shared<ut::ConfigDeletedNode>(L"E", false), false},
+      {std::make_shared<ut::ConfigDeletedNode>(L"G", true), true},
+      {std::make_shared<ut::ConfigDeletedProfileNode>(L"P"), true}};
+  for (const auto& [node, isGroup] : rows) {
+    SCOPED_TRACE(testing::Message() << typeid(*node).name());
+    EXPECT_EQ(node->type(), ConfigValBase::eNoNode);
+    EXPECT_EQ(node->isGroup(), isGroup);
+    EXPECT_TRUE(node->isDestructiveWrite());
+    EXPECT_FALSE(node->setString(L"x"));
+    EXPECT_TRUE(node->children().empty());
   }
 }
 
 TEST(ConfigNodeTest, TouchedMarksVisitsAndChanges) {
   const ConfigNodePtr root = group(L"", {number(L"Scale", 1)});
-  const struct {
-    const char* step;
-    void (*action)(const ConfigNodePtr&);
-    bool touched;
-  } rows[] = {
+  const std::tuple<const char*, void (*)(const ConfigNodePtr&), bool> rows[] = {
       {"miss", [](const ConfigNodePtr& n) { (void)n->childAt(L"Nothing"); }, false},
       {"hit", [](const ConfigNodePtr& n) { (void)n->childAt(L"scale"); }, true},
       {"add", [](const ConfigNodePtr& n) { n->addChild(number(L"New", 2)); }, true},
       {"remove", [](const ConfigNodePtr& n) { n->removeChild(number(L"New", 2)); }, true},
-      {"own value", [](const ConfigNodePtr& n) { n->setString(L"v"); }, true},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.step);
+      {"own value", [](const ConfigNodePtr& n) { n->setString(L"v"); }, true}};
+  for (const auto& [step, action, touched] : rows) {
+    SCOPED_TRACE(step);
     root->clearTouched();
     ASSERT_FALSE(root->isTouched());
-    row.action(root);
-    EXPECT_EQ(root->isTouched(), row.touched);
+    action(root);
+    EXPECT_EQ(root->isTouched(), touched);
   }
   const ConfigNodePtr replaced = std::make_shared<ut::ConfigReplacedNode>(root);
   EXPECT_TRUE(replaced->isTouched());
@@ -217,19 +201,17 @@ TEST(ConfigNodeTest, TouchedMarksVisitsAndChanges) {
   EXPECT_TRUE(number(L"Entry", 1)->isTouched());
 }
 
-TEST(ConfigNodeTest, CloneNodeToMakesADeepCopy) {
-  const ConfigNodePtr original = group(L"Default", {group(L"Config", {number(L"Scale", 1)})});
-  const ConfigNodePtr copy = ConfigNode::cloneNodeTo(original, L"Copy/", false);
-  ASSERT_TRUE(copy && copy->isGroup());
-  EXPECT_EQ(copy->path(), OdString(L"Copy"));
-  ASSERT_TRUE(copy->childAt(L"Config/Scale")->setULong(2));
-  ASSERT_TRUE(copy->childAt(L"Config")->addChild(number(L"More", 3)));
-  EXPECT_EQ(readULong(original, L"Config/Scale"), 1u);
-  EXPECT_EQ(original->childAt(L"Config/More"), nullptr);
+TEST(ConfigNodeTest, ClonesAreDeepAndKeepOrDropMarkers) {
+  const ConfigNodePtr tree = group(L"Default", {group(L"Config", {number(L"Scale", 1)})});
+  const ConfigNodePtr renamed = ConfigNode::cloneNodeTo(tree, L"Copy/", false);
+  ASSERT_TRUE(renamed && renamed->isGroup());
+  EXPECT_EQ(renamed->path(), OdString(L"Copy"));
+  ASSERT_TRUE(renamed->childAt(L"Config/Scale")->setULong(2));
+  ASSERT_TRUE(renamed->childAt(L"Config")->addChild(number(L"More", 3)));
+  EXPECT_EQ(readULong(tree, L"Config/Scale"), 1u);
+  EXPECT_EQ(tree->childAt(L"Config/More"), nullptr);
   EXPECT_EQ(ConfigNode::cloneNode(nullptr, true), nullptr);
-}
 
-TEST(ConfigNodeTest, CloneNodeKeepsOrDropsMarkers) {
   const ConfigNodePtr original = group(L"P", {number(L"Gone", 1), number(L"Swapped", 2)});
   original->removeChild(number(L"Gone", 0));
   original->addChild(number(L"Swapped", 3));
@@ -242,14 +224,6 @@ TEST(ConfigNodeTest, CloneNodeKeepsOrDropsMarkers) {
     EXPECT_EQ(readULong(copy, L"Swapped"), 3u);
   }
   EXPECT_EQ(ConfigNode::cloneNode(original->childAt(L"Gone"), false), nullptr);
-}
-
-TEST(ConfigNodeComparatorTest, OrdersEmptyPointersFirst) {
-  const ut::ConfigNodeComparator less;
-  const ConfigNodePtr none, named = ConfigNode::createNode(L"a");
-  EXPECT_TRUE(less(none, none));
-  EXPECT_TRUE(less(none, named));
-  EXPECT_FALSE(less(named, none));
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 
 #include <clocale>
 #include <fstream>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -31,10 +33,7 @@ class ConfigTest : public testing::Test {
 };
 
 TEST_F(ConfigTest, GroupsResolveToTheirPaths) {
-  const struct {
-    ut::ECfgGroup group;
-    OdString path;
-  } cases[] = {
+  const std::pair<ut::ECfgGroup, OdString> cases[] = {
       {ut::eCfgRoot, L"/"},
       {ut::eCfgVersionRoot, L"Software/Korvani/VeltoCAD/V26x64/"},
       {ut::eCfgLanguageRoot, kLanguageRoot},
@@ -42,10 +41,11 @@ TEST_F(ConfigTest, GroupsResolveToTheirPaths) {
       {ut::eCfgPlot, kDefaultProfile + L"Config/Plot/"},
       {ut::eCfg3dMouseMenu, kDefaultProfile + L"3dMouseMenu/"},
       {ut::eCfgProfiles, kLanguageRoot + L"Profiles/"},
-      {ut::eCfgUser, kLanguageRoot + L"User/"},
-  };
-  for (const auto& c : cases) EXPECT_EQ(Config::keyPath(c.group, ut::eCfgPathConfig), c.path) << c.group;
-  EXPECT_EQ(Config::regPath(ut::eCfgTest, true), L"HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\V26x64\\en_US\\TEST");
+      {ut::eCfgUser, kLanguageRoot + L"User/"}};
+  for (const auto& [group, path] : cases)
+    EXPECT_EQ(Config::keyPath(group, ut::eCfgPathConfig), path) << group;
+  EXPECT_EQ(Config::regPath(ut::eCfgTest, true),
+            L"HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\V26x64\\en_US\\TEST");
   EXPECT_EQ(Config::companyRoot(ut::eCfgPathNative), L"Korvani");
   EXPECT_EQ(Config::konvertorRoot(ut::eCfgPathRegistry), L"Software\\Korvani\\VeltoCAD Konvertor");
   EXPECT_EQ(Config::currentProfileName(), L"Default");
@@ -63,7 +63,8 @@ TEST_F(ConfigTest, UnknownGroupIsReportedAndMissing) {
                                                        "ut::keyPath: Unknown configuration group (-1)"}));
 }
 
-// Every kind round-trips in a profile group (the tree) and in a store group (the hive) alike.
+// Every kind round-trips in a profile group (the tree) and in a store group (the hive) alike, and a read
+// of the wrong kind fails alike.
 TEST_F(ConfigTest, TypedValuesRoundTripInBothKindsOfGroup) {
   for (ut::ECfgGroup group : {ut::eCfgDialogs, ut::eCfgSettings}) {
     SCOPED_TRACE(group);
@@ -84,32 +85,30 @@ TEST_F(ConfigTest, TypedValuesRoundTripInBothKindsOfGroup) {
     EXPECT_TRUE(Config::read(group, L"Small", small) && small == -12);
     EXPECT_TRUE(Config::read(group, L"Sub/Ratio", ratio) && ratio == 0.1);
     EXPECT_TRUE(Config::read(group, L"Frame", frame));
-    EXPECT_EQ(std::vector<int>({frame.left, frame.top, frame.right, frame.bottom}), std::vector<int>({1, 2, 3, 4}));
+    EXPECT_EQ(std::vector<int>({frame.left, frame.top, frame.right, frame.bottom}),
+              std::vector<int>({1, 2, 3, 4}));
     EXPECT_TRUE(Config::read(group, L"Frame", text) && text == L"1,2,3,4");
     EXPECT_TRUE(Config::read(group, L"Size", size) && size == wxSize(640, -480));
     EXPECT_TRUE(Config::read(group, L"Origin", origin) && origin == OdGePoint3d(1.5, -2, 1e-3));
     EXPECT_EQ(Config::entryType(group, L"Flag"), ut::eCfgTypeInteger);
     EXPECT_EQ(Config::entryType(group, L"Frame"), ut::eCfgTypeString);
     EXPECT_EQ(Config::entryType(group, L"Nothing"), ut::eCfgTypeUnknown);
+    // Reads of the wrong kind, or out of range, fail and leave the output alone.
+    ASSERT_TRUE(Config::writeString(group, L"Text", L"1,2,x") && Config::writeLong(group, L"Big", 70000));
+    long number = 5;
+    wxPoint point(5, 5);
+    small = 5;
+    text = L"kept";
+    EXPECT_FALSE(Config::read(group, L"Text", number));
+    EXPECT_FALSE(Config::read(group, L"Big", small));
+    EXPECT_FALSE(Config::read(group, L"Text", point));
+    EXPECT_FALSE(Config::read(group, L"Big", text));
+    EXPECT_FALSE(Config::read(group, L"Missing", number));
+    EXPECT_EQ(number, 5);
+    EXPECT_EQ(small, 5);
+    EXPECT_EQ(point, wxPoint(5, 5));
+    EXPECT_EQ(text, L"kept");
   }
-}
-
-TEST_F(ConfigTest, ReadsOfTheWrongKindFailAndKeepTheOutput) {
-  ASSERT_TRUE(Config::writeString(ut::eCfgConfig, L"Text", L"1,2,x"));
-  ASSERT_TRUE(Config::writeLong(ut::eCfgConfig, L"Big", 70000));
-  long number = 5;
-  short small = 5;
-  wxPoint point(5, 5);
-  OdString text = L"kept";
-  EXPECT_FALSE(Config::read(ut::eCfgConfig, L"Text", number));
-  EXPECT_FALSE(Config::read(ut::eCfgConfig, L"Big", small));
-  EXPECT_FALSE(Config::read(ut::eCfgConfig, L"Text", point));
-  EXPECT_FALSE(Config::read(ut::eCfgConfig, L"Big", text));
-  EXPECT_FALSE(Config::read(ut::eCfgConfig, L"Missing", number));
-  EXPECT_EQ(number, 5);
-  EXPECT_EQ(small, 5);
-  EXPECT_EQ(point, wxPoint(5, 5));
-  EXPECT_EQ(text, L"kept");
 }
 
 TEST_F(ConfigTest, ProfileChangesWaitForFlushOthersReachTheStoreAtOnce) {
@@ -277,43 +276,35 @@ TEST_F(ConfigTest, FileModeKeepsTheTreeInTheFile) {
   EXPECT_EQ(ut::getString(ut::eCfgSetup, "Also"), "there");
   Config::setInitFromFile(false);
   EXPECT_FALSE(hiveHas(Config::regPath(ut::eCfgSetup), L"Also"));
-  std::ifstream in(file);
-  const std::string text((std::istreambuf_iterator<char>(in)), {});
-  EXPECT_NE(text.find("InFile=dword:00000009"), std::string::npos);
+  EXPECT_NE(qxtest::fileBytes(file).find("InFile=dword:00000009"), std::string::npos);
 }
 
 TEST(QsbAppIdTest, ReadsTheIdentifierBesideTheExecutableAndTracesFailures) {
   const std::filesystem::path file = std::filesystem::path(ut::getExecutableFolder().c_str()) / "qsb.json";
   const qxtest::ScopedEnv trace("VDM_LOG_LEVEL", "5");
-  const struct {
-    const char* content;
-    const wchar_t* id;
-    const char* traced;
-  } cases[] = {
+  // Each row: the file (none, or a link to the path given), the identifier read, and what is traced.
+  const std::tuple<const char*, const wchar_t*, const char*> cases[] = {
       {nullptr, L"", "QSB app ID file '"},
       {R"({"appID": "veltocad-26", "companyID": "korvani"})", L"veltocad-26", ""},
       {"{not json", L"", "Unable to parse json from QSB app ID file '"},
       {R"({"companyID": "korvani"})", L"", "Unable to read json key 'appID' from QSB app file"},
+      {"/proc/self/mem", L"",
+       "Unable to read QSB app ID file '"},  // a link: there, unreadable from its start
   };
-  for (const auto& c : cases) {
-    if (c.content) std::ofstream(file) << c.content;
+  for (const auto& [content, id, traced] : cases) {
+    if (content && *content == '/')
+      std::filesystem::create_symlink(content, file);
+    else if (content)
+      std::ofstream(file) << content;
     testing::internal::CaptureStderr();
-    EXPECT_EQ(Config::qsbAppID(), c.id);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find(c.traced), std::string::npos) << c.traced;
+    EXPECT_EQ(Config::qsbAppID(), id);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(traced), std::string::npos) << traced;
     std::filesystem::remove(file);
   }
-  std::filesystem::create_symlink("/proc/self/mem", file);  // there, yet unreadable from its start
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(Config::qsbAppID(), L"");
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("Unable to read QSB app ID file '"),
-            std::string::npos);
-  std::filesystem::remove(file);
 }
 
-TEST(ConfigFlushTest, TwoProcessesFlushingOneProfileBothKeepTheirChanges) {
-  qxtest::TempDir dir;
-  const qxtest::ScopedEnv env("VELTOCAD_REGISTRY_DIR", dir.path().string());
-  ASSERT_TRUE(ut::initConfig(nullptr) && ut::writeConfig());
+TEST_F(ConfigTest, TwoProcessesFlushingOneProfileBothKeepTheirChanges) {
+  ASSERT_TRUE(ut::writeConfig());
   qxtest::ChildProcess first({QX_HIVE_CHILD_PATH, "flush", "First", "1"});
   qxtest::ChildProcess second({QX_HIVE_CHILD_PATH, "flush", "Second", "2"});
   ASSERT_NO_FATAL_FAILURE(qxtest::runSideBySide(first, second));

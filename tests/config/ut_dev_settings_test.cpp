@@ -1,7 +1,6 @@
 #include "ut_dev_settings.h"
 
 #include "test_support.h"
-#include "ut_assert.h"
 
 #include <gtest/gtest.h>
 
@@ -10,13 +9,6 @@
 
 namespace {
 
-std::vector<std::string> g_reports;
-
-int collect(const char* expr, const char* message, const char*, int) {
-  g_reports.push_back(std::string(expr) + ": " + message);
-  return 0;
-}
-
 // Switches as the code declares them: static objects.
 ut::DevSettings g_a(L"A", false, L"first");
 ut::DevSettings g_b(L"B", true, L"second");
@@ -24,12 +16,9 @@ ut::DevSettings g_c(L"C", false, L"third");
 
 class DevSettingsTest : public testing::Test {
  protected:
-  void SetUp() override {
-    ut::DevSettings::reset();
-    g_reports.clear();
-    ut::addAssertCallback(collect);
-  }
-  void TearDown() override { ut::removeAssertCallback(collect); }
+  void SetUp() override { ut::DevSettings::reset(); }
+
+  qxtest::Reports m_reports;
 };
 
 TEST_F(DevSettingsTest, SerializesWhatDiffersFromTheDefaults) {
@@ -53,28 +42,27 @@ TEST_F(DevSettingsTest, DeserializeSetsNamedSwitchesAndReportsTheRest) {
   EXPECT_TRUE(g_c.getAsBool());  // not named: kept
   EXPECT_FALSE(ut::DevSettings::deserialize(L"-A,Nope,+Missing"));
   EXPECT_FALSE(g_a.getAsBool());
-  EXPECT_EQ(g_reports, (std::vector<std::string>{
-                           "DevSettings::deserialize: No \"+\" or \"-\" before \"Nope\"",
-                           "DevSettings::getInstance: DevSettings::getInstance(\"Missing\") failed"}));
+  EXPECT_EQ(
+      m_reports.lines(),
+      (std::vector<std::string>{"DevSettings::deserialize: No \"+\" or \"-\" before \"Nope\"",
+                                "DevSettings::getInstance: DevSettings::getInstance(\"Missing\") failed"}));
 }
 
-TEST_F(DevSettingsTest, LookupsByName) {
+TEST_F(DevSettingsTest, LookupsByNameAndTheWholeSet) {
   EXPECT_EQ(ut::DevSettings::getInstance(L"B"), &g_b);
   EXPECT_TRUE(ut::DevSettings::getAsBool(L"B", false));
   EXPECT_TRUE(ut::DevSettings::getAsBool(L"Unknown", true));
   EXPECT_FALSE(ut::DevSettings::getAsBool(L"Unknown", false));
-  EXPECT_EQ(g_reports.size(), 2u);
+  EXPECT_EQ(m_reports.lines().size(), 2u);
   g_a.getBoolVar() = true;
   EXPECT_TRUE(ut::DevSettings::getAsBool(L"A", false));
-}
-
-TEST_F(DevSettingsTest, DumpAndLoadTheWholeSet) {
+  ut::DevSettings::reset();
   std::map<OdString, bool> settings;
   ut::DevSettings::dumpSettings(settings);
   EXPECT_EQ(settings, (std::map<OdString, bool>{{L"A", false}, {L"B", true}, {L"C", false}}));
   ut::DevSettings::loadSettings({{L"A", true}, {L"Gone", true}});
   EXPECT_TRUE(g_a.getAsBool());
-  EXPECT_EQ(g_reports.size(), 1u);
+  EXPECT_EQ(m_reports.lines().size(), 3u);  // the name that is gone
 }
 
 TEST_F(DevSettingsTest, DestroyedSwitchLeavesTheRegistry) {
@@ -85,7 +73,7 @@ TEST_F(DevSettingsTest, DestroyedSwitchLeavesTheRegistry) {
   EXPECT_EQ(ut::DevSettings::registry().count(L"Scoped"), 0u);
   ut::DevSettings::setInstance(nullptr, L"Empty");
   ut::DevSettings::reset();
-  EXPECT_EQ(g_reports,
+  EXPECT_EQ(m_reports.lines(),
             (std::vector<std::string>{"DevSettings::reset: No switch registered under \"Empty\""}));
   ut::DevSettings::registry().erase(L"Empty");
 }

@@ -28,9 +28,14 @@ std::string describe(const Operation& op) {
   return text;
 }
 
+// Every operation, then "malformed COUNT from LINE" if any line was.
 std::vector<std::string> describeAll(const ReadResult& result) {
   std::vector<std::string> all;
   for (const Operation& op : result.operations) all.push_back(describe(op));
+  if (result.malformedCount || result.firstMalformedLine) {
+    all.push_back("malformed " + std::to_string(result.malformedCount) + " from " +
+                  std::to_string(result.firstMalformedLine));
+  }
   return all;
 }
 
@@ -77,22 +82,9 @@ TEST(RegFileWriter, WritesTheEditorsFormat) {
   EXPECT_EQ(writer.bytes(), "\xFF\xFE" + toUtf16le(writer.text()));
 }
 
-TEST(RegFileWriter, WrapsLongBinaryData) {
-  Writer writer(true);
-  std::string data;
-  for (char byte = 0; byte < 30; ++byte) data += byte;
-  writer.addValue({L"Data", ut::eRegBinary, data});
-  // The first line reaches 77 characters with its 22nd comma.
-  EXPECT_TRUE(writer.text().ends_with(
-      L"\"Data\"=hex:00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,\\\r\n"
-      L"  16,17,18,19,1a,1b,1c,1d\r\n\r\n"));
-}
-
-TEST(RegFileWriter, ExactTypesGiveHexForms) {
-  const struct {
-    Value value;
-    const wchar_t* line;
-  } rows[] = {
+// Exact types give hex forms that name the type; long data wraps where a line reaches 77 characters.
+TEST(RegFileWriter, ExactTypesGiveHexFormsAndLongDataWraps) {
+  const std::pair<Value, const wchar_t*> rows[] = {
       {{L"e", ut::eRegExpandString, stringValueBytes(L"%A%")}, L"\"e\"=hex(2):25,00,41,00,25,00,00,00"},
       {{L"m", ut::eRegMultiString, bytes({'a', 0, 0, 0, 0, 0})}, L"\"m\"=hex(7):61,00,00,00,00,00"},
       {{L"q", ut::eRegQword, bytes({1, 0, 0, 0, 0, 0, 0, 0})}, L"\"q\"=hex(b):01,00,00,00,00,00,00,00"},
@@ -100,11 +92,15 @@ TEST(RegFileWriter, ExactTypesGiveHexForms) {
       {{L"s", ut::eRegString, bytes({'a', 0})}, L"\"s\"=hex(1):61,00"},
       {{L"d", ut::eRegDword, bytes({1, 2})}, L"\"d\"=hex(4):01,02"},
       {{L"x", 0x123, "\xff"}, L"\"x\"=hex(123):ff"},
-  };
-  for (const auto& row : rows) {
+      {{L"Data", ut::eRegBinary,
+        std::string("\0\1\2\3\4\5\6\7\10\11\12\13\14\15\16\17\20\21\22\23\24\25\26\27\30\31\32\33\34\35",
+                    30)},
+       L"\"Data\"=hex:00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,\\\r\n"
+       L"  16,17,18,19,1a,1b,1c,1d"}};
+  for (const auto& [value, line] : rows) {
     Writer writer(true);
-    writer.addValue(row.value);
-    EXPECT_TRUE(writer.text().ends_with(row.line + std::wstring(L"\r\n\r\n"))) << row.line;
+    writer.addValue(value);
+    EXPECT_TRUE(writer.text().ends_with(line + std::wstring(L"\r\n\r\n"))) << line;
   }
 }
 
@@ -117,8 +113,7 @@ TEST(RegFileReader, ReadsBackEveryTypeWrittenWithExactTypes) {
       {L"multi", ut::eRegMultiString, multiStringValueBytes({L"a", L"b"})},
       {L"qword", ut::eRegQword, std::string(8, '\x01')},
       {L"none", ut::eRegNone, ""},
-      {L"odd string", ut::eRegString, "x"},
-  };
+      {L"odd string", ut::eRegString, "x"}};
   Writer writer(true);
   writer.addKey(L"HKEY_LOCAL_MACHINE\\A");
   for (const Value& value : values) writer.addValue(value);
@@ -131,47 +126,29 @@ TEST(RegFileReader, ReadsBackEveryTypeWrittenWithExactTypes) {
 }
 
 TEST(RegFileReader, StatementsTable) {
-  const struct {
-    std::string body;
-    std::vector<std::string> operations;
-    int malformedCount;
-    int firstMalformedLine;
-  } rows[] = {
-      {"; note\n\n[HKEY_USERS\\A]\r\n  @ = \"v\"  \n", {"key 4 HKEY_USERS\\A", "set 5 '' 1 76000000"}, 0, 0},
+  const std::pair<std::string, std::vector<std::string>> rows[] = {
+      {"; note\n\n[HKEY_USERS\\A]\r\n  @ = \"v\"  \n", {"key 4 HKEY_USERS\\A", "set 5 '' 1 76000000"}},
       {"[-HKEY_CLASSES_ROOT\\A]\n[hkey_current_config\\B]\n\"v\"=-\n",
-       {"-key 2 HKEY_CLASSES_ROOT\\A", "key 3 hkey_current_config\\B", "-value 4 'v'"},
-       0,
-       0},
+       {"-key 2 HKEY_CLASSES_ROOT\\A", "key 3 hkey_current_config\\B", "-value 4 'v'"}},
       {"[HKEY_USERS]\n\"a\\\"=b\"=HEX(B):FF , 0,\\\n  \t1,\\\n  2\n\"d\"=dword:A\n\"m\"=\"1\n2\"\n",
        {"key 2 HKEY_USERS", "set 3 'a\"=b' 11 ff000102", "set 6 'd' 4 0a000000",
-        "set 7 'm' 1 31000a0032000000"},
-       0,
-       0},
+        "set 7 'm' 1 31000a0032000000"}},
       {"\"early\"=\"v\"\n[HKEY_USERS]\ngarbage\n\"x\"=hex:1,,2\n\"x\"=hex:123\n\"x\"=dword:123456789\n"
        "\"x\"=\"a\" junk\n\"x\"\n@=dword:\n",
-       {"key 3 HKEY_USERS"},
-       8,
-       2},
+       {"key 3 HKEY_USERS", "malformed 8 from 2"}},
       {"[HKEY_USERS\\A]\n[NOROOT\\A]\n@=\"lost\"\n[-HKEY_USERS\\A]\n@=\"lost\"\n[HKEY_USERS\\B\n",
-       {"key 2 HKEY_USERS\\A", "-key 5 HKEY_USERS\\A"},
-       4,
-       3},
+       {"key 2 HKEY_USERS\\A", "-key 5 HKEY_USERS\\A", "malformed 4 from 3"}},
       {"[HKEY_USERS]\n\"ok\"=\"1\"\n\"open\"=\"never closed\n\"x\"=\"2\"\n",
-       {"key 2 HKEY_USERS", "set 3 'ok' 1 31000000"},
-       1,
-       4},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.body);
-    const ReadResult result = read(kUtf8Header + row.body);
+       {"key 2 HKEY_USERS", "set 3 'ok' 1 31000000", "malformed 1 from 4"}}};
+  for (const auto& [body, described] : rows) {
+    SCOPED_TRACE(body);
+    const ReadResult result = read(kUtf8Header + body);
     EXPECT_TRUE(result.isRegistrationFile);
-    EXPECT_EQ(describeAll(result), row.operations);
-    EXPECT_EQ(result.malformedCount, row.malformedCount);
-    EXPECT_EQ(result.firstMalformedLine, row.firstMalformedLine);
+    EXPECT_EQ(describeAll(result), described);
   }
 }
 
-TEST(RegFileReader, AcceptsEachEncodingAndHeader) {
+TEST(RegFileReader, AcceptsEachEncodingAndHeaderAndNothingElse) {
   const std::wstring crlfText =
       L"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_USERS\\\u00e9]\r\n@=\"\u00e9\"\r\n";
   const std::string utf8 = "REGEDIT4\n[HKEY_USERS\\\xc3\xa9]\n@=\"\xc3\xa9\"";
@@ -183,16 +160,10 @@ TEST(RegFileReader, AcceptsEachEncodingAndHeader) {
     EXPECT_EQ(result.operations[0].key, L"HKEY_USERS\\\u00e9");
     EXPECT_EQ(result.operations[1].value.data, stringValueBytes(L"\u00e9"));
   }
-}
-
-TEST(RegFileReader, RejectsWhatIsNoRegistrationFile) {
-  const std::vector<std::string> files{std::string(),
-                                       "\xFF\xFE",
-                                       bytes({0x89, 'P', 'N', 'G', 0, 1}),
-                                       "Windows Registry Editor Version 4.00\n[HKEY_USERS]\n",
-                                       "\n" + kUtf8Header + "[HKEY_USERS]\n",
-                                       toUtf16le(L"REGEDIT4\r\n")};
-  for (const std::string& file : files) {
+  // Nothing else is a registration file.
+  for (const std::string& file : {std::string(), std::string("\xFF\xFE"), bytes({0x89, 'P', 'N', 'G', 0, 1}),
+                                  "\n" + kUtf8Header + "[HKEY_USERS]\n", toUtf16le(L"REGEDIT4\r\n"),
+                                  std::string("Windows Registry Editor Version 4.00\n[HKEY_USERS]\n")}) {
     const ReadResult result = read(file);
     EXPECT_FALSE(result.isRegistrationFile);
     EXPECT_TRUE(result.operations.empty());

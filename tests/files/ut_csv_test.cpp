@@ -3,7 +3,10 @@
 #include "test_support.h"
 #include "ut_file.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <tuple>
 
 namespace {
 
@@ -13,21 +16,14 @@ using Table = OdArray<Row>;
 class CsvTest : public testing::Test {
  protected:
   OdString file(const char* name) const { return (m_dir.path() / name).wstring().c_str(); }
-  std::string contents(const char* name) const {
-    std::string bytes;
-    ut::readEntireFile(file(name), bytes);
-    return bytes;
-  }
+  std::string contents(const char* name) const { return qxtest::fileBytes(m_dir.path() / name); }
 
   qxtest::TempDir m_dir;
 };
 
 TEST(ParseCSV, Table) {
-  const struct {
-    const wchar_t* line;
-    wchar_t delimiter;
-    Row expected;
-  } cases[] = {
+  // Each row: a line, the delimiter, and the fields.
+  const std::tuple<const wchar_t*, wchar_t, Row> cases[] = {
       {L"a,b,", L',', {L"a", L"b", L""}},
       {L"\"x,y\",z", L',', {L"x,y", L"z"}},
       {L"\"say \"\"hi\"\"\",b", L',', {L"say \"hi\"", L"b"}},
@@ -37,12 +33,11 @@ TEST(ParseCSV, Table) {
       // A doubled quote before the delimiter is two toggles, even inside quotes.
       {L"\"a\"\",b\"", L',', {L"a,b"}},
       {L"", L',', {L""}},
-      {L"a;\"b;c\";d,e", L';', {L"a", L"b;c", L"d,e"}},
-  };
-  for (const auto& c : cases) {
+      {L"a;\"b;c\";d,e", L';', {L"a", L"b;c", L"d,e"}}};
+  for (const auto& [line, delimiter, expected] : cases) {
     Row fields;
-    ut::parseCSV(fields, c.line, c.delimiter);
-    EXPECT_EQ(fields, c.expected) << c.line;
+    ut::parseCSV(fields, line, delimiter);
+    EXPECT_EQ(fields, expected) << line;
   }
 }
 
@@ -51,7 +46,7 @@ TEST_F(CsvTest, ReadsEveryLineInEachEncoding) {
   std::string utf16("\xFF\xFE");
   for (wchar_t c : text) utf16.append({static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)});
   for (const std::string& bytes : {std::string("a,\"b,c\"\n\n\xC3\xBC;x,\r\n"),
-                                   std::string("\xEF\xBB\xBF" "a,\"b,c\"\n\n\xC3\xBC;x,\r\n"), utf16}) {
+                                   std::string("\357\273\277a,\"b,c\"\n\n\xC3\xBC;x,\r\n"), utf16}) {
     ASSERT_TRUE(ut::writeEntireFile(file("in.csv"), bytes));
     Table table{{L"old"}};
     ut::readCSV(table, file("in.csv"), L',');
@@ -59,60 +54,53 @@ TEST_F(CsvTest, ReadsEveryLineInEachEncoding) {
   }
   // A missing file is no news; one that cannot be decoded is reported.
   const qxtest::Reports reports;
-  ASSERT_TRUE(ut::writeEntireFile(file("odd.csv"), std::string("\xFF\xFE"
-                                                               "a\0b",
-                                                               5)));
+  ASSERT_TRUE(ut::writeEntireFile(file("odd.csv"), std::string("\377\376a\0b", 5)));
   Table table{{L"old"}};
   ut::readCSV(table, file("missing.csv"), L',');
   ut::readCSV(table, file("odd.csv"), L',');
   EXPECT_EQ(table, Table{{L"old"}});
-  ASSERT_EQ(reports.lines().size(), 1u);
-  EXPECT_EQ(reports.lines()[0], "ut::readCSV: Cannot read \"" + (m_dir.path() / "odd.csv").string() +
-                                    "\" as text in any encoding");
+  EXPECT_EQ(reports.lines(),
+            std::vector<std::string>{"ut::readCSV: Cannot read \"" + (m_dir.path() / "odd.csv").string() +
+                                     "\" as text in any encoding"});
 }
 
 TEST_F(CsvTest, WriterPolicies) {
   using W = ut::CsvWriter;
-  const struct {
-    W::EQuoting quoting;
-    wchar_t quoteChar, escapeChar;
-    Row row;
-    const char* expected;
-  } cases[] = {
-      {W::QuoteMinimal, L'"', 0, {L"a", L"b,c", L"6\" pipe", L"x\ny", L"\xFC"}, "a,\"b,c\",\"6\"\" pipe\",\"x\ny\",\xC3\xBC\n"},
+  // Each row: quoting, quote, escape, the row, and what is written.
+  const std::tuple<W::EQuoting, wchar_t, wchar_t, Row, const char*> cases[] = {
+      {W::QuoteMinimal,
+       L'"',
+       0,
+       {L"a", L"b,c", L"6\" pipe", L"x\ny", L"\xFC"},
+       "a,\"b,c\",\"6\"\" pipe\",\"x\ny\",\xC3\xBC\n"},
       {W::QuoteMinimal, L'\'', L'\\', {L"it's", L"\"", L"\r"}, "'it\\'s',\",'\r'\n"},
       {W::QuoteNone, L'"', L'\\', {L"b,c", L"\"q\"", L"\n"}, "b\\,c,\"q\",\\\n\n"},
       {W::QuoteAll, L'"', 0, {L"", L"a", L""}, "\"\",\"a\",\"\"\n"},
-      {W::QuoteAll, L'"', 0, {}, ""},
-  };
-  for (const auto& c : cases) {
+      {W::QuoteAll, L'"', 0, {}, ""}};
+  for (const auto& [quoting, quote, escape, row, expected] : cases) {
     {
       W writer(file("out.csv"));
-      writer.setQuoting(c.quoting, c.quoteChar, c.escapeChar);
-      writer.write(c.row);
+      writer.setQuoting(quoting, quote, escape);
+      writer.write(row);
       EXPECT_TRUE(writer.good());
     }
-    EXPECT_EQ(contents("out.csv"), c.expected);
+    EXPECT_EQ(contents("out.csv"), expected);
   }
 }
 
-TEST_F(CsvTest, UnwritableFieldsThrowAfterTheFieldsBeforeThem) {
+// Fields that cannot be written throw after the fields before them; rows that cannot be written at all are
+// reported.
+TEST_F(CsvTest, UnwritableFieldsThrowAndLostRowsAreReported) {
   ut::CsvWriter writer(file("out.csv"));
   writer.setQuoting(ut::CsvWriter::QuoteNone, L'"', 0);
-  try {
-    writer.write({L"a", L"b,c", L"d"});
-    FAIL() << "no exception";
-  } catch (const ut::CsvError& e) {
-    EXPECT_STREQ(e.what(), "No quoting and no escaping");
-  }
+  const auto unquotable = [&] { writer.write({L"a", L"b,c", L"d"}); };
+  EXPECT_THAT(unquotable, testing::ThrowsMessage<ut::CsvError>(testing::StrEq("No quoting and no escaping")));
   writer.setQuoting(ut::CsvWriter::QuoteMinimal, L'"', 0);
   EXPECT_THROW(writer.write({L"e", std::wstring(1, wchar_t(0xDC00))}), ut::CsvError);
   EXPECT_THROW(writer.write({std::wstring(1, wchar_t(-1))}), ut::CsvError);
   writer.close();
   EXPECT_EQ(contents("out.csv"), "ae");
-}
-
-TEST_F(CsvTest, LostRowsAreReported) {
+  // Rows lost to a full disk or a closed writer are reported.
   const qxtest::Reports reports;
   ut::CsvWriter full(L"/dev/full");
   ASSERT_TRUE(full.isOpen());

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -30,7 +31,7 @@ std::string read(const OdString& path) {
   return bytes;
 }
 
-TEST(FileTest, OpenModes) {
+TEST(FileTest, OpenModesAndWholeFiles) {
   TempDir dir;
   const OdString path = od(dir.path() / "f.bin");
   EXPECT_FALSE(ut::File(path, ut::File::eRead).isOpened());
@@ -53,11 +54,7 @@ TEST(FileTest, OpenModes) {
   EXPECT_EQ(file.read(buffer, sizeof buffer), -1);
   EXPECT_EQ(read(path), std::string("aX\0cde", 6));
   EXPECT_FALSE(ut::File(od(dir.path()), ut::File::eRead).isOpened());
-}
-
-TEST(FileTest, WholeFilesAndFailures) {
-  TempDir dir;
-  const OdString path = od(dir.path() / "whole.bin");
+  // Whole files, of any size, and the ways to fail at them.
   const std::string bytes(200000, '\xA5');
   EXPECT_TRUE(ut::writeEntireFile(path, bytes));
   EXPECT_EQ(read(path), bytes);
@@ -68,7 +65,7 @@ TEST(FileTest, WholeFilesAndFailures) {
   EXPECT_FALSE(ut::writeEntireFile(od(dir.path() / "no" / "such" / "dir"), "x"));
 }
 
-TEST(FileTest, CopyRenameRemove) {
+TEST(FileTest, CopyRenameRemoveAccessAndExistence) {
   TempDir dir;
   const OdString a = write(dir.path() / "a.txt", "first");
   const OdString b = write(dir.path() / "b.txt", "second");
@@ -84,10 +81,7 @@ TEST(FileTest, CopyRenameRemove) {
   EXPECT_TRUE(ut::removeFile(c));
   EXPECT_FALSE(ut::removeFile(c));
   EXPECT_FALSE(ut::removeFile(od(dir.path())));
-}
-
-TEST(FileTest, AccessAndExistence) {
-  TempDir dir;
+  // Access and existence.
   const OdString file = write(dir.path() / "f.txt", "x");
   EXPECT_TRUE(ut::accessFile(file, ut::eAccessReadWrite));
   EXPECT_TRUE(ut::accessFile(od(dir.path()), ut::eAccessExists));
@@ -112,38 +106,27 @@ TEST(FileTest, AccessAndExistence) {
 }
 
 TEST(FileTest, AppendFolderJoinsWithOneSeparator) {
-  const struct {
-    const wchar_t* path;
-    const wchar_t* folder;
-    const wchar_t* joined;
-  } cases[] = {
+  const std::tuple<const wchar_t*, const wchar_t*, const wchar_t*> cases[] = {
       {L"/a", L"b", L"/a/b/"}, {L"/a/", L"b", L"/a/b/"}, {L"/a/", L"/b/", L"/a/b/"},
-      {L"", L"b", L"b/"},      {L"/a", L"", L"/a/"},     {L"", L"", L"/"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(OdString(c.path)) + " " + testing::PrintToString(OdString(c.folder)));
-    EXPECT_EQ(ut::appendFolder(c.path, c.folder), c.joined);
-  }
+      {L"", L"b", L"b/"},      {L"/a", L"", L"/a/"},     {L"", L"", L"/"}};
+  for (const auto& [path, folder, joined] : cases)
+    EXPECT_EQ(ut::appendFolder(path, folder), joined)
+        << testing::PrintToString(OdString(path)) << " " << testing::PrintToString(OdString(folder));
 }
 
 TEST(FileTest, ContentComparisons) {
   TempDir dir;
-  const struct {
-    std::string a;
-    std::string b;
-    bool equal, noCase, afterSort;
-  } cases[] = {
+  // Each row: two files' bytes; whether they are equal, equal ignoring case, and equal once sorted.
+  const std::tuple<std::string, std::string, bool, bool, bool> cases[] = {
       {"a\nb\n", "a\nb\n", true, true, true},       {"a\nb\n", "a\r\nb", false, true, true},
       {"A\nb\n", "a\nB\n", false, true, false},     {"a\nb\n", "b\na\n", false, false, true},
-      {"a\nb\n", "a\nb\nc\n", false, false, false}, {"", "", true, true, true},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.a) + " " + testing::PrintToString(c.b));
-    const OdString a = write(dir.path() / "a", c.a);
-    const OdString b = write(dir.path() / "b", c.b);
-    EXPECT_EQ(ut::filesAreEqual(a, b), c.equal);
-    EXPECT_EQ(ut::filesAreEqualNoCase(a, b), c.noCase);
-    EXPECT_EQ(ut::filesAreEqualAfterSort(a, b), c.afterSort);
+      {"a\nb\n", "a\nb\nc\n", false, false, false}, {"", "", true, true, true}};
+  for (const auto& [first, second, equal, noCase, afterSort] : cases) {
+    SCOPED_TRACE(testing::PrintToString(first) + " " + testing::PrintToString(second));
+    const OdString a = write(dir.path() / "a", first), b = write(dir.path() / "b", second);
+    EXPECT_EQ(ut::filesAreEqual(a, b), equal);
+    EXPECT_EQ(ut::filesAreEqualNoCase(a, b), noCase);
+    EXPECT_EQ(ut::filesAreEqualAfterSort(a, b), afterSort);
   }
   const OdString missing = od(dir.path() / "missing");
   EXPECT_FALSE(ut::filesAreEqual(missing, missing));

@@ -1,8 +1,9 @@
-#include "ut_search_path.h"
 #include "ut_text_file.h"
+#include "ut_search_path.h"
 
 #include "test_support.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <langinfo.h>
 #include <unistd.h>
@@ -12,17 +13,13 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using qxtest::TempDir;
-
-std::vector<std::wstring> strings(const OdArray<OdString>& array) {
-  std::vector<std::wstring> out;
-  for (const OdString& s : array) out.push_back(s.str());
-  return out;
-}
 
 OdString writeFile(const TempDir& dir, const char* name, const std::string& bytes) {
   const std::filesystem::path path = dir.path() / name;
@@ -32,41 +29,26 @@ OdString writeFile(const TempDir& dir, const char* name, const std::string& byte
 
 // --- Search paths --------------------------------------------------------------------------------------
 
-TEST(SearchPathTest, SplitDropsEmptyElementsAndCorrectsSeparators) {
+// Splitting drops empty elements and corrects separators; a cleanup drops duplicates too, keeping the first
+// spelling.
+TEST(SearchPathTest, SplitAndCleanupDropEmptyElementsAndDuplicates) {
   OdArray<OdString> out{L"kept"};
   ut::splitSearchPath(out, L";;a\\b;c|d;");
-  EXPECT_EQ(strings(out), (std::vector<std::wstring>{L"kept", L"a/b", L"c d"}));
-}
-
-TEST(SearchPathTest, CleanupKeepsFirstSpellingOfDuplicates) {
-  const struct {
-    const wchar_t* path;
-    const wchar_t* cleaned;
-  } cases[] = {
+  EXPECT_EQ(out, (OdArray<OdString>{L"kept", L"a/b", L"c d"}));
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
       {L"/Fonts;/fonts/", L"/Fonts"},
       {L"/A;/a\\;;/B", L"/A;/B"},
       {L";;;", L""},
       {L"/x;/y;/X;/z/", L"/x;/y;/z/"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(OdString(c.path)));
-    EXPECT_EQ(ut::cleanupSearchPath(c.path), c.cleaned);
-  }
+  for (const auto& [path, cleaned] : cases) EXPECT_EQ(ut::cleanupSearchPath(path), cleaned) << path;
 }
 
 TEST(SearchPathTest, ExtendersDifferOnPurpose) {
-  const struct {
-    bool prepend;
-    const wchar_t* path;
-    const wchar_t* folder;
-    bool unlimited;
-    int maxLength;
-    bool answer;
-    const wchar_t* result;
-  } cases[] = {
+  // Each row: prepend or add, path, folder, unlimited, maximum length, the answer, and the path after.
+  const std::tuple<bool, const wchar_t*, const wchar_t*, bool, int, bool, const wchar_t*> cases[] = {
       {false, L"/tools", L"\\TOOLS", false, 100, true, L"/tools"},  // present after correction, any case
       {false, L"A;", L"B", false, 100, true, L"A;B"},
-      {false, L"A", L"B", false, 100, true, L"A;B"},
       {false, L"", L"B", false, 100, true, L"B"},
       {false, L"A", L"", false, 0, true, L"A"},
       {false, L"A", L"B", false, 3, true, L"A;B"},
@@ -76,20 +58,17 @@ TEST(SearchPathTest, ExtendersDifferOnPurpose) {
       {true, L"A", L"B", false, 1, false, L"A"},
       {true, L";A", L"B", false, 3, false, L";A"},  // the leading ';' counts once more
       {true, L";A", L"B", false, 4, true, L"B;A"},
-      {true, L"A", L"B", true, 0, true, L"B;A"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.prepend << " " << testing::PrintToString(OdString(c.path)) << " + "
-                                    << testing::PrintToString(OdString(c.folder)) << " max " << c.maxLength);
-    OdString path = c.path;
-    const bool answer = c.prepend ? ut::prependPathToSearchPath(path, c.folder, c.unlimited, c.maxLength)
-                                  : ut::addPathToSearchPath(path, c.folder, c.maxLength);
-    EXPECT_EQ(answer, c.answer);
-    EXPECT_EQ(path, c.result);
+      {true, L"A", L"B", true, 0, true, L"B;A"}};
+  for (const auto& [prepend, before, folder, unlimited, maxLength, answer, result] : cases) {
+    SCOPED_TRACE(testing::Message() << prepend << " " << testing::PrintToString(OdString(before)) << " + "
+                                    << testing::PrintToString(OdString(folder)) << " max " << maxLength);
+    OdString path = before;
+    EXPECT_EQ(prepend ? ut::prependPathToSearchPath(path, folder, unlimited, maxLength)
+                      : ut::addPathToSearchPath(path, folder, maxLength),
+              answer);
+    EXPECT_EQ(path, result);
   }
-}
-
-TEST(SearchPathTest, UnlimitedPrependIgnoresMaxLengthUpTo32767) {
+  // An unlimited prepend ignores the maximum length, up to 32767.
   OdString path(L'x', 32765);
   EXPECT_TRUE(ut::prependPathToSearchPath(path, L"B", true, 1));
   EXPECT_FALSE(ut::prependPathToSearchPath(path, L"C", true, 1));
@@ -98,57 +77,40 @@ TEST(SearchPathTest, UnlimitedPrependIgnoresMaxLengthUpTo32767) {
 // --- Reading text files --------------------------------------------------------------------------------
 
 TEST(TextFileTest, DetectsEncodingsAndReadsLines) {
-  const struct {
-    const char* name;
-    std::string bytes;
-    int code;
-  } cases[] = {
-      {"plain", "caf\xC3\xA9\r\nline\n", 0},
-      {"utf8", "\xEF\xBB\xBF" "caf\xC3\xA9\r\nline", 11},
-      {"utf16le", std::string("\xFF\xFE" "c\0a\0f\0\xE9\0\n\0l\0i\0n\0e\0", 20), 22},
-      {"utf16be", std::string("\xFE\xFF\0c\0a\0f\0\xE9\0\r\0l\0i\0n\0e", 20), 23},
-      {"utf32le", std::string("\xFF\xFE\0\0c\0\0\0a\0\0\0f\0\0\0\xE9\0\0\0\n\0\0\0l\0\0\0i\0\0\0n\0\0\0e\0\0\0", 40), 32},
-      {"utf32be", std::string("\0\0\xFE\xFF\0\0\0c\0\0\0a\0\0\0f\0\0\0\xE9\0\0\0\n\0\0\0l\0\0\0i\0\0\0n\0\0\0e", 40), 33},
-  };
+  using namespace std::string_literals;
+  // Each row: a name, the encoding's code, and the bytes.
+  const std::tuple<const char*, int, std::string> cases[] = {
+      {"plain", 0, "caf\xC3\xA9\r\nline\n"},
+      {"utf8", 11, "\357\273\277caf\xC3\xA9\r\nline"},  // byte order marks in octal, which stops at 3 digits
+      {"utf16le", 22, "\377\376c\0a\0f\0\xE9\0\n\0l\0i\0n\0e\0"s},
+      {"utf16be", 23, "\xFE\xFF\0c\0a\0f\0\xE9\0\r\0l\0i\0n\0e"s},
+      {"utf32le", 32, "\xFF\xFE\0\0c\0\0\0a\0\0\0f\0\0\0\xE9\0\0\0\n\0\0\0l\0\0\0i\0\0\0n\0\0\0e\0\0\0"s},
+      {"utf32be", 33, "\0\0\xFE\xFF\0\0\0c\0\0\0a\0\0\0f\0\0\0\xE9\0\0\0\n\0\0\0l\0\0\0i\0\0\0n\0\0\0e"s}};
   TempDir dir;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    int code = -1;
-    const OdArray<OdString> lines = ut::readAllLinesFromFile(writeFile(dir, c.name, c.bytes), &code);
-    EXPECT_EQ(strings(lines), (std::vector<std::wstring>{L"caf\u00E9", L"line"}));
-    EXPECT_EQ(code, c.code);
+  for (const auto& [name, code, bytes] : cases) {
+    SCOPED_TRACE(name);
+    int read = -1;
+    EXPECT_EQ(ut::readAllLinesFromFile(writeFile(dir, name, bytes), &read),
+              (OdArray<OdString>{L"caf\u00E9", L"line"}));
+    EXPECT_EQ(read, code);
   }
 }
 
 TEST(TextFileTest, LineEndsFollowTheTextBuffer) {
-  const struct {
-    std::string bytes;
-    std::vector<std::wstring> lines;
-  } cases[] = {
+  const std::pair<std::string, OdArray<OdString>> cases[] = {
       {"", {}},
       {"\n", {L""}},
       {"a\n\nb\n", {L"a", L"", L"b"}},
       {"a\rb\r\nc", {L"a", L"b", L"c"}},
       {"a\r\r\n", {L"a", L""}},
-      {std::string("a\0b", 3), {std::wstring(L"a\0b", 3)}},
-  };
+      {std::string("a\0b", 3), {std::wstring(L"a\0b", 3)}}};
   TempDir dir;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.bytes));
+  for (const auto& [bytes, expected] : cases) {
+    SCOPED_TRACE(testing::PrintToString(bytes));
     OdArray<OdString> lines;
-    ASSERT_TRUE(ut::readTextFileContent(lines, writeFile(dir, "lines.txt", c.bytes)));
-    EXPECT_EQ(strings(lines), c.lines);
+    ASSERT_TRUE(ut::readTextFileContent(lines, writeFile(dir, "lines.txt", bytes)));
+    EXPECT_EQ(lines, expected);
   }
-}
-
-TEST(TextFileTest, NonUtf8TextUsesTheGivenConverter) {
-  TempDir dir;
-  ut::TextFile file(writeFile(dir, "latin1.txt", "caf\xE9\n"));
-  const wxCSConv latin1(wxFONTENCODING_ISO8859_1);
-  ASSERT_TRUE(file.open(&latin1));
-  EXPECT_EQ(file.encoding(), ut::TextFile::eBomNone);
-  EXPECT_EQ(file.getFirstLine(), L"caf\u00E9");
-  EXPECT_TRUE(file.savedLocale().isEmpty());
 }
 
 TEST(TextFileTest, FallsBackToTheUsersLocaleAndRestoresIt) {
@@ -184,11 +146,14 @@ TEST(TextFileTest, FallsBackToTheUsersLocaleAndRestoresIt) {
 
 TEST(TextFileTest, UnreadableFilesAreResultsNotCrashes) {
   TempDir dir;
-  const OdString cases[] = {
-      (dir.path() / "missing.txt").wstring().c_str(),
-      dir.path().wstring().c_str(),
-      writeFile(dir, "odd.txt", "\xFF\xFE" "a\0b"),  // UTF-16 with an odd byte count
+  std::vector<OdString> cases = {
+      (dir.path() / "missing.txt").wstring().c_str(), dir.path().wstring().c_str(),
+      writeFile(dir, "odd.txt", "\377\376a"),  // UTF-16 with an odd byte count
   };
+  if (geteuid() != 0) {  // root reads every file
+    cases.push_back(writeFile(dir, "secret.txt", "x\n"));
+    std::filesystem::permissions(cases.back().c_str(), std::filesystem::perms::none);
+  }
   for (const OdString& path : cases) {
     SCOPED_TRACE(testing::PrintToString(path));
     OdArray<OdString> lines{L"kept"};
@@ -199,33 +164,23 @@ TEST(TextFileTest, UnreadableFilesAreResultsNotCrashes) {
     EXPECT_TRUE(file.eof());
     EXPECT_EQ(uselocale(locale_t(nullptr)), LC_GLOBAL_LOCALE);
   }
+  // Where all lines must be read, a file that cannot be opened is an exception naming it.
+  EXPECT_THAT([] { ut::readAllLinesFromFile(L"/nonexistent/a.txt"); },
+              testing::ThrowsMessage<ut::TextFileError>(
+                  testing::StrEq("Unable to open input file '/nonexistent/a.txt'")));
 }
 
-TEST(TextFileTest, FileWithoutReadPermissionIsNotRead) {
-  if (geteuid() == 0) GTEST_SKIP() << "root reads every file";
+TEST(TextFileTest, IteratesFromFirstToLastLineThroughTheGivenConverter) {
   TempDir dir;
-  const OdString path = writeFile(dir, "secret.txt", "x\n");
-  std::filesystem::permissions(std::filesystem::path(path.c_str()), std::filesystem::perms::none);
-  OdArray<OdString> lines;
-  EXPECT_FALSE(ut::readTextFileContent(lines, path));
-}
-
-TEST(TextFileTest, ReadAllLinesThrowsNamingTheFile) {
-  try {
-    ut::readAllLinesFromFile(L"/nonexistent/a.txt");
-    FAIL() << "no exception";
-  } catch (const ut::TextFileError& error) {
-    EXPECT_STREQ(error.what(), "Unable to open input file '/nonexistent/a.txt'");
-  }
-}
-
-TEST(TextFileTest, IteratesFromFirstToLastLine) {
-  TempDir dir;
-  ut::TextFile file(writeFile(dir, "three.txt", "1\n2\n3"));
-  ASSERT_TRUE(file.open());
+  ut::TextFile file(writeFile(dir, "latin1.txt", "caf\xE9\n2\n3"));
+  const wxCSConv latin1(wxFONTENCODING_ISO8859_1);
+  ASSERT_TRUE(file.open(&latin1));
+  EXPECT_EQ(file.encoding(), ut::TextFile::eBomNone);
+  EXPECT_TRUE(file.savedLocale().isEmpty());
   std::vector<std::wstring> seen;
-  for (OdString line = file.getFirstLine(); !file.eof(); line = file.getNextLine()) seen.push_back(line.str());
-  EXPECT_EQ(seen, (std::vector<std::wstring>{L"1", L"2", L"3"}));
+  for (OdString line = file.getFirstLine(); !file.eof(); line = file.getNextLine())
+    seen.push_back(line.str());
+  EXPECT_EQ(seen, (std::vector<std::wstring>{L"caf\u00E9", L"2", L"3"}));
   EXPECT_TRUE(file.close());
   EXPECT_FALSE(file.close());
 }
@@ -233,31 +188,27 @@ TEST(TextFileTest, IteratesFromFirstToLastLine) {
 // --- UTF-8 validation ----------------------------------------------------------------------------------
 
 TEST(Utf8ValidationTest, AcceptsOnlyWellFormedSequences) {
-  const struct {
-    std::string bytes;
-    bool valid;
-  } cases[] = {
+  const std::pair<std::string, bool> cases[] = {
       {"", true},
       {"plain ASCII text that is longer than thirty-two bytes", true},
       {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", true},
-      {"\xC0\xAF", false},              // overlong '/'
-      {"\xC1\xBF", false},              // overlong
-      {"\xE0\x9F\xBF", false},          // overlong three-byte form
-      {"\xF0\x8F\xBF\xBF", false},      // overlong four-byte form
-      {"\xED\xA0\x80", false},          // surrogate U+D800
-      {"\xED\xBF\xBF", false},          // surrogate U+DFFF
-      {"\xF4\x90\x80\x80", false},      // U+110000
+      {"\xC0\xAF", false},          // overlong '/'
+      {"\xC1\xBF", false},          // overlong
+      {"\xE0\x9F\xBF", false},      // overlong three-byte form
+      {"\xF0\x8F\xBF\xBF", false},  // overlong four-byte form
+      {"\xED\xA0\x80", false},      // surrogate U+D800
+      {"\xED\xBF\xBF", false},      // surrogate U+DFFF
+      {"\xF4\x90\x80\x80", false},  // U+110000
       {"\xF5\x80\x80\x80", false},
       {"\xFF", false},
-      {"\x80", false},                  // lone continuation
-      {"abc\xE2\x82", false},           // cut off at the end
-      {"\xE2\x82xyzw", false},          // cut off in the middle
-      {std::string(40, 'a') + "\xC3", false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.bytes));
-    std::string copy = c.bytes;
-    EXPECT_EQ(ut::isValidUTF8Encoding(reinterpret_cast<unsigned char*>(copy.data()), copy.size()), c.valid);
+      {"\x80", false},          // lone continuation
+      {"abc\xE2\x82", false},   // cut off at the end
+      {"\xE2\x82xyzw", false},  // cut off in the middle
+      {std::string(40, 'a') + "\xC3", false}};
+  for (const auto& [bytes, valid] : cases) {
+    std::string copy = bytes;
+    EXPECT_EQ(ut::isValidUTF8Encoding(reinterpret_cast<unsigned char*>(copy.data()), copy.size()), valid)
+        << testing::PrintToString(bytes);
   }
 }
 

@@ -25,19 +25,27 @@ namespace {
 
 std::wstring wide(const std::string& text) { return std::wstring(text.begin(), text.end()); }
 
+int says(bool saved) {
+  std::cout << (saved ? "saved" : "failed") << std::endl;
+  return saved ? 0 : 3;
+}
+
+// Says "loaded" and waits for a line, so that the test can let several children go at once.
+void loadedWaitForGo() {
+  std::cout << "loaded" << std::endl;
+  std::string line;
+  std::getline(std::cin, line);
+}
+
 int saveOne(const std::string& group, const std::string& name, unsigned long number) {
   ut::ConfigRegistryStorage storage(wide(group).c_str(), false);
   ut::ConfigNodePtr root = storage.load();
   if (!root) return 2;
-  std::cout << "loaded" << std::endl;
-  std::string line;
-  std::getline(std::cin, line);
+  loadedWaitForGo();
   ut::ConfigNodePtr entry = root->childAt(wide(name).c_str());
   if (!entry) root->addChild(entry = ut::ConfigNode::createNode(wide(name).c_str()));
   (void)entry->setULong(number);
-  const bool saved = storage.save(root);
-  std::cout << (saved ? "saved" : "failed") << std::endl;
-  return saved ? 0 : 3;
+  return says(storage.save(root));
 }
 
 int saveBig(const std::string& group, int count) {
@@ -53,19 +61,13 @@ int saveBig(const std::string& group, int count) {
     sub->addChild(entry);
   }
   std::cout << "saving" << std::endl;
-  const bool saved = storage.save(root);
-  std::cout << (saved ? "saved" : "failed") << std::endl;
-  return saved ? 0 : 3;
+  return says(storage.save(root));
 }
 
 int flushOne(const std::string& name, long number) {
   if (!ut::initConfig(nullptr)) return 2;
-  std::cout << "loaded" << std::endl;
-  std::string line;
-  std::getline(std::cin, line);
-  const bool saved = ut::Config::writeLong(ut::eCfgConfig, wide(name).c_str(), number) && ut::writeConfig();
-  std::cout << (saved ? "saved" : "failed") << std::endl;
-  return saved ? 0 : 3;
+  loadedWaitForGo();
+  return says(ut::Config::writeLong(ut::eCfgConfig, wide(name).c_str(), number) && ut::writeConfig());
 }
 
 }  // namespace

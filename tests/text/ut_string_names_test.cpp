@@ -6,20 +6,15 @@
 #include <cstdlib>
 #include <set>
 #include <string>
+#include <tuple>
 
 namespace {
 
 std::wstring repeated(wchar_t c, size_t n) { return std::wstring(n, c); }
 
-struct SymbolNameCase {
-  std::wstring name;
-  bool allowVerticalBar;
-  bool extendedNames;
-  bool valid;
-};
-
 TEST(SymbolNameTest, ValidatesExtendedAndOlderRules) {
-  const SymbolNameCase cases[] = {
+  // Each row: a name, allowVerticalBar, extendedNames, and whether it is valid.
+  const std::tuple<std::wstring, bool, bool, bool> cases[] = {
       {L"Walls 2nd floor", false, true, true},
       {L"", false, true, false},
       {L" Walls", false, true, false},
@@ -35,26 +30,18 @@ TEST(SymbolNameTest, ValidatesExtendedAndOlderRules) {
       {repeated(L'a', 31), false, false, true},
       {repeated(L'a', 32), false, false, false},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "name \"" << c.name << "\" extended " << c.extendedNames);
-    EXPECT_EQ(OdDbSymUtil::validateSymbolName(c.name, c.allowVerticalBar, c.extendedNames), c.valid);
+  for (const auto& [name, allowVerticalBar, extendedNames, valid] : cases) {
+    EXPECT_EQ(OdDbSymUtil::validateSymbolName(name, allowVerticalBar, extendedNames), valid)
+        << "name \"" << name << "\" extended " << extendedNames;
   }
-  for (wchar_t forbidden : std::wstring(L"<>/\\\":;?*,=`")) {
-    SCOPED_TRACE(testing::Message() << "forbidden " << std::wstring(1, forbidden));
-    EXPECT_FALSE(OdDbSymUtil::validateSymbolName(std::wstring(L"a") + forbidden + L"b", true));
-  }
+  for (wchar_t forbidden : std::wstring(L"<>/\\\":;?*,=`"))
+    EXPECT_FALSE(OdDbSymUtil::validateSymbolName(std::wstring(L"a") + forbidden + L"b", true))
+        << std::wstring(1, forbidden);
 }
 
-struct RepairCase {
-  std::wstring source;
-  wchar_t replacement;
-  bool allowVerticalBar;
-  bool extendedNames;
-  std::wstring expected;
-};
-
 TEST(SymbolNameTest, RepairReplacesCutsAndFixesEnds) {
-  const RepairCase cases[] = {
+  // Each row: the source, the replacement, allowVerticalBar, extendedNames, and the repaired name.
+  const std::tuple<std::wstring, wchar_t, bool, bool, std::wstring> cases[] = {
       {L"a<b>c", L'_', false, true, L"a_b_c"},
       {L" Walls ", L'-', false, true, L"-Walls-"},
       {L"  a", L'_', false, true, L"_ a"},
@@ -64,26 +51,20 @@ TEST(SymbolNameTest, RepairReplacesCutsAndFixesEnds) {
       {repeated(L'a', 300), L'_', false, true, repeated(L'a', 255)},
       {repeated(L'a', 254) + L" b", L'_', false, true, repeated(L'a', 254) + L"_"},
       {L"W\u00e4nde 2", L'_', false, false, L"W_nde_2"},
-      {repeated(L'b', 40), L'_', false, false, repeated(L'b', 31)},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "source \"" << c.source << "\"");
+      {repeated(L'b', 40), L'_', false, false, repeated(L'b', 31)}};
+  for (const auto& [source, replacement, allowVerticalBar, extendedNames, expected] : cases) {
+    SCOPED_TRACE(testing::Message() << "source \"" << source << "\"");
     const OdString repaired =
-        OdDbSymUtil::repairSymbolName(c.source, c.replacement, c.allowVerticalBar, c.extendedNames);
-    EXPECT_EQ(repaired.str(), c.expected);
-    EXPECT_TRUE(OdDbSymUtil::validateSymbolName(repaired, c.allowVerticalBar, c.extendedNames));
+        OdDbSymUtil::repairSymbolName(source, replacement, allowVerticalBar, extendedNames);
+    EXPECT_EQ(repaired.str(), expected);
+    EXPECT_TRUE(OdDbSymUtil::validateSymbolName(repaired, allowVerticalBar, extendedNames));
   }
 }
 
-struct ValidNameCase {
-  std::wstring name;
-  bool extendedNames;
-  bool valid;
-};
-
 TEST(ValidNameTest, DecodesEscapesBeforeValidating) {
   const std::wstring escape = L"\\U+0041";
-  const ValidNameCase cases[] = {
+  // Each row: a name, extendedNames, and whether it is valid.
+  const std::tuple<std::wstring, bool, bool> cases[] = {
       {L"a\\U+003Fb", true, false},
       {L"\\u+0041bc", false, true},
       {L"a\\U+0000", true, false},
@@ -96,22 +77,14 @@ TEST(ValidNameTest, DecodesEscapesBeforeValidating) {
       {repeated(L'a', 250) + escape, true, false},
   };
   setenv("LC_ALL", "C.UTF-8", 1);  // the ANSI code page of "\M+" is the locale's
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "name \"" << c.name << "\"");
-    EXPECT_EQ(ut::isValidName(c.name.c_str(), false, c.extendedNames), c.valid);
-  }
+  for (const auto& [name, extendedNames, valid] : cases)
+    EXPECT_EQ(ut::isValidName(name.c_str(), false, extendedNames), valid) << name;
   EXPECT_FALSE(ut::isValidName(nullptr));
 }
 
-struct MakeValidCase {
-  std::wstring name;
-  bool keepLeadingAsterisk;
-  bool extendedNames;
-  std::wstring expected;
-};
-
 TEST(ValidNameTest, MakeValidRepairsTheDecodedName) {
-  const MakeValidCase cases[] = {
+  // Each row: a name, keepLeadingAsterisk, extendedNames, and the valid name.
+  const std::tuple<std::wstring, bool, bool, std::wstring> cases[] = {
       {L"a<b>", false, true, L"a_b_"},
       {L"a\\U+0042", false, true, L"a\\U+0042"},
       {L"a\\U+003F\\U+0042", false, true, L"a_B"},
@@ -119,25 +92,15 @@ TEST(ValidNameTest, MakeValidRepairsTheDecodedName) {
       {L"*Model_Space", true, true, L"*Model_Space"},
       {L"*Model_Space", false, true, L"_Model_Space"},
       {L"a|b", false, true, L"a_b"},
-      {L"W\u00e4nde 2", false, false, L"W_nde_2"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "name \"" << c.name << "\"");
-    EXPECT_EQ(ut::makeValidName(c.name, L'_', c.keepLeadingAsterisk, c.extendedNames).str(), c.expected);
-  }
+      {L"W\u00e4nde 2", false, false, L"W_nde_2"}};
+  for (const auto& [name, keepLeadingAsterisk, extendedNames, expected] : cases)
+    EXPECT_EQ(ut::makeValidName(name, L'_', keepLeadingAsterisk, extendedNames).str(), expected) << name;
 }
-
-struct UniqueCase {
-  std::wstring name;
-  std::set<std::wstring> taken;
-  bool forceSuffix;
-  wchar_t separator;
-  std::wstring expected;
-};
 
 TEST(UniqueNameTest, NumbersFromTheTrailingNumber) {
   const std::wstring nines = repeated(L'9', 30);
-  const UniqueCase cases[] = {
+  // Each row: a name, the names taken, forceSuffix, the separator, and the unique name.
+  const std::tuple<std::wstring, std::set<std::wstring>, bool, wchar_t, std::wstring> cases[] = {
       {L"Layer", {}, false, L'_', L"Layer"},
       {L"Layer", {L"Layer", L"Layer_1"}, false, L'_', L"Layer_2"},
       {L"Layer_7", {}, true, L'_', L"Layer_7"},
@@ -150,12 +113,10 @@ TEST(UniqueNameTest, NumbersFromTheTrailingNumber) {
       {L"Layer_2", {}, true, L'-', L"Layer_2-1"},
       {L"a_2147483647", {L"a_2147483647"}, false, L'_', L"a_2147483648"},
       {L"a_2147483648", {L"a_2147483648"}, false, L'_', L"a_2147483648_1"},
-      {L"a_" + nines, {L"a_" + nines}, false, L'_', L"a_" + nines + L"_1"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "name \"" << c.name << "\"");
-    const auto isUnique = [&](const OdString& n) { return !c.taken.contains(n.str()); };
-    EXPECT_EQ(ut::makeUniqueName(c.name, isUnique, c.forceSuffix, c.separator).str(), c.expected);
+      {L"a_" + nines, {L"a_" + nines}, false, L'_', L"a_" + nines + L"_1"}};
+  for (const auto& [name, taken, forceSuffix, separator, expected] : cases) {
+    const auto isUnique = [&](const OdString& n) { return !taken.contains(n.str()); };
+    EXPECT_EQ(ut::makeUniqueName(name, isUnique, forceSuffix, separator).str(), expected) << name;
   }
   EXPECT_EQ(ut::makeUniqueName(L"Layer", nullptr, true).str(), L"Layer");
 }

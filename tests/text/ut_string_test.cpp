@@ -2,27 +2,22 @@
 
 #include "test_support.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 #include <cstdio>
-#include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
 
 // Points LC_ALL at a locale for one scope; the library reads the environment at each call.
-class ScopedLocale {
- public:
-  explicit ScopedLocale(const char* name) : m_old(std::getenv("LC_ALL") ? std::getenv("LC_ALL") : "") {
-    setenv("LC_ALL", name, 1);
-  }
-  ~ScopedLocale() { setenv("LC_ALL", m_old.c_str(), 1); }
-
- private:
-  std::string m_old;
+struct ScopedLocale : qxtest::ScopedEnv {
+  explicit ScopedLocale(const char* name) : qxtest::ScopedEnv("LC_ALL", name) {}
 };
 
 // Runs a raw-buffer function on a copy of `text` in a roomy buffer and returns the result.
@@ -34,23 +29,18 @@ std::wstring onBuffer(const wchar_t* text, F f) {
   return buffer.data();
 }
 
-TEST(TrimQuotes, BufferAndStringAgree) {
-  const struct {
-    const wchar_t* in;
-    const wchar_t* out;
-  } cases[] = {{L"\"x\"", L"x"},   {L"\"\"", L""},   {L"\"", L"\""},
-               {L"\"ab", L"\"ab"}, {L"a\"", L"a\""}, {L"", L""}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "in: " << c.in);
-    std::wstring buffer(c.in);
-    EXPECT_STREQ(ut::trimQuotes(buffer.data()), c.out);
-    OdString s(c.in);
-    EXPECT_EQ(ut::trimQuotes(s), c.out);
+TEST(Quotes, TrimmedAlikeAndEndFoundPastEscapes) {
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+      {L"\"x\"", L"x"}, {L"\"\"", L""}, {L"\"", L"\""}, {L"\"ab", L"\"ab"}, {L"a\"", L"a\""}, {L"", L""}};
+  for (const auto& [in, out] : cases) {
+    SCOPED_TRACE(testing::Message() << "in: " << in);
+    std::wstring buffer(in);
+    EXPECT_STREQ(ut::trimQuotes(buffer.data()), out);
+    OdString s(in);
+    EXPECT_EQ(ut::trimQuotes(s), out);
   }
   EXPECT_EQ(ut::trimQuotes(static_cast<wchar_t*>(nullptr)), nullptr);
-}
-
-TEST(FindEndingQuote, SkipsEscapes) {
+  // The ending quote is the first one no backslash escapes.
   const wchar_t* text = L"a\\\"b\"c";
   EXPECT_EQ(ut::findEndingQuote(text), text + 4);
   EXPECT_EQ(ut::findEndingQuote(L"abc"), nullptr);
@@ -59,15 +49,13 @@ TEST(FindEndingQuote, SkipsEscapes) {
 }
 
 TEST(TrimTrailingZeros, OnlyAfterTheSeparator) {
-  const struct {
-    const wchar_t* in;
-    const wchar_t* out;
-  } cases[] = {{L"12.500", L"12.5"}, {L"12.000", L"12"}, {L"1200", L"1200"},   {L"100", L"100"},
-               {L"0.0", L"0"},       {L".00", L".00"},   {L"1.2.30", L"1.2.3"}};
-  for (const auto& c : cases) {
-    OdString s(c.in);
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {{L"12.500", L"12.5"}, {L"12.000", L"12"},
+                                                             {L"1200", L"1200"},   {L"0.0", L"0"},
+                                                             {L".00", L".00"},     {L"1.2.30", L"1.2.3"}};
+  for (const auto& [in, out] : cases) {
+    OdString s(in);
     ut::trimTrailingZeros(s, L'.');
-    EXPECT_EQ(s, c.out) << c.in;
+    EXPECT_EQ(s, out) << in;
   }
 }
 
@@ -85,24 +73,16 @@ TEST(Padding, FillsToWidth) {
 }
 
 TEST(TruncateWithDots, CutsAtEitherEnd) {
-  const struct {
-    const wchar_t* in;
-    int maxLen;
-    const wchar_t* mode;
-    const wchar_t* out;
-  } cases[] = {
+  // Each row: the text, maxLen, the mode, and the result.
+  const std::tuple<const wchar_t*, int, const wchar_t*, const wchar_t*> cases[] = {
       {L"abcdefgh", 6, L"b", L"...fgh"},   {L"abcdefgh", 6, L"Begin", L"...fgh"},
       {L"abcdefgh", 6, L"e", L"abc..."},   {L"abcdefgh", 6, L"x", L"abcdefgh"},
       {L"abcdefgh", 3, L"e", L"abcdefgh"}, {L"abc", 6, L"e", L"abc"},
-      {L"abcdefgh", 8, L"b", L"abcdefgh"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.in << " " << c.maxLen << " " << c.mode);
-    EXPECT_EQ(onBuffer(c.in, [&](wchar_t* s) { ut::truncateWithDots(s, c.maxLen, c.mode); }), c.out);
+      {L"abcdefgh", 8, L"b", L"abcdefgh"}};
+  for (const auto& [in, maxLen, mode, out] : cases) {
+    EXPECT_EQ(onBuffer(in, [&](wchar_t* s) { ut::truncateWithDots(s, maxLen, mode); }), out)
+        << in << " " << maxLen << " " << mode;
   }
-}
-
-TEST(TruncateWithDots, KeepsDoubleByteCharactersWhole) {
   ScopedLocale japanese("ja_JP.SJIS");
   // 0x82 leads and 0xA0 may follow in Shift JIS, so the cut moves one character on.
   const wchar_t text[] = {L'a', L'b', L'c', L'd', 0x82, 0xA0, L'x', 0};
@@ -111,20 +91,12 @@ TEST(TruncateWithDots, KeepsDoubleByteCharactersWhole) {
 }
 
 TEST(RemoveSpaces, ModesCombine) {
-  const struct {
-    const wchar_t* in;
-    const wchar_t* mode;
-    const wchar_t* out;
-  } cases[] = {
+  const std::tuple<const wchar_t*, const wchar_t*, const wchar_t*> cases[] = {
       {L"  a b  c  ", L"b", L"a b  c  "}, {L"  a b  c  ", L"E", L"  a b  c"},
       {L"  a b  c  ", L"m", L"  abc  "},  {L"  a b  c  ", L"bem", L"abc"},
-      {L"   ", L"bem", L"   "},           {L"abc", L"bem", L"abc"},
-      {L"\t a", L"b", L"\t a"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(onBuffer(c.in, [&](wchar_t* s) { ut::removeSpaces(s, c.mode); }), c.out)
-        << c.in << " " << c.mode;
-  }
+      {L"   ", L"bem", L"   "},           {L"\t a", L"b", L"\t a"}};
+  for (const auto& [in, mode, out] : cases)
+    EXPECT_EQ(onBuffer(in, [&](wchar_t* s) { ut::removeSpaces(s, mode); }), out) << in << " " << mode;
 }
 
 TEST(SafeCopy, AlwaysTerminates) {
@@ -135,14 +107,9 @@ TEST(SafeCopy, AlwaysTerminates) {
 
 TEST(Nfgets, ReadsLinesUpToTheLimit) {
   // A fresh stream: one that was written to is byte-oriented and refuses wide reads.
-  char path[] = "/tmp/nfgets_XXXXXX";
-  const int fd = mkstemp(path);
-  ASSERT_GE(fd, 0);
-  const char text[] = "ab\r\ncdefg\n\nh\x7Fij";
-  ASSERT_EQ(write(fd, text, sizeof text - 1), static_cast<ssize_t>(sizeof text - 1));
-  close(fd);
-  FILE* f = std::fopen(path, "r");
-  std::remove(path);
+  const qxtest::TempDir dir;
+  std::ofstream(dir.path() / "lines", std::ios::binary) << "ab\r\ncdefg\n\nh\x7Fij";
+  FILE* f = std::fopen((dir.path() / "lines").c_str(), "r");
   ASSERT_NE(f, nullptr);
   wchar_t buffer[5];
   std::vector<std::wstring> lines;
@@ -173,17 +140,14 @@ TEST(CaseFolding, AsciiOnlyAndSubstrings) {
 }
 
 TEST(IsNumber, ConversionMustConsumeAll) {
-  const struct {
-    const wchar_t* in;
-    bool integer;
-    bool number;
-  } cases[] = {{L"12", true, true},    {L"12 ", true, true},    {L" 12", true, true},  {L"12a", false, false},
-               {L"", false, false},    {L"1.5", false, true},   {L"1e3", false, true}, {L"-inf", false, true},
-               {L"0x1A", false, true}, {L"+7\t\n", true, true}, {L"a", false, false}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "in: " << c.in);
-    EXPECT_EQ(ut::isInteger(c.in), c.integer);
-    EXPECT_EQ(ut::isNumber(c.in), c.number);
+  const std::tuple<const wchar_t*, bool, bool> cases[] = {
+      {L"12 ", true, true},   {L" 12", true, true},   {L"12a", false, false},
+      {L"", false, false},    {L"1.5", false, true},  {L"1e3", false, true},
+      {L"-inf", false, true}, {L"0x1A", false, true}, {L"+7\t\n", true, true}};
+  for (const auto& [in, integer, number] : cases) {
+    SCOPED_TRACE(testing::Message() << "in: " << in);
+    EXPECT_EQ(ut::isInteger(in), integer);
+    EXPECT_EQ(ut::isNumber(in), number);
   }
   EXPECT_FALSE(ut::isNumber(nullptr));
   long value = 0;
@@ -219,12 +183,10 @@ TEST(Wildcards, DetectAndEscape) {
     EXPECT_TRUE(ut::hasWildcard(s)) << s;
   EXPECT_FALSE(ut::hasWildcard(L"a-b]"));
   EXPECT_FALSE(ut::hasWildcard(nullptr));
-  const struct {
-    const wchar_t* in;
-    const wchar_t* out;
-  } cases[] = {{L"abc*?", L"abc*?"},    {L"a.b", L"a`.b"},   {L"a`.b", L"a`.b"},
-               {L"[x-y]", L"`[x`-y`]"}, {L"#@~", L"`#`@`~"}, {L"a,b*", L"a,b*"}};
-  for (const auto& c : cases) EXPECT_EQ(ut::escapeWildcards(c.in), c.out) << c.in;
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {{L"abc*?", L"abc*?"}, {L"a.b", L"a`.b"},
+                                                             {L"a`.b", L"a`.b"},   {L"[x-y]", L"`[x`-y`]"},
+                                                             {L"#@~", L"`#`@`~"},  {L"a,b*", L"a,b*"}};
+  for (const auto& [in, out] : cases) EXPECT_EQ(ut::escapeWildcards(in), out) << in;
 }
 
 TEST(Slashes, Conversions) {
@@ -245,15 +207,10 @@ TEST(Utf8, RoundTripAndErrors) {
   const std::wstring text = L"a\u00E9\u20AC\U0001F600";
   EXPECT_EQ(ut::ws2s(text), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
   EXPECT_EQ(ut::s2ws(ut::ws2s(text)), text);
-  for (const char* bad : {"\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80", "a\xFF"}) {
-    EXPECT_THROW(ut::s2ws(bad), std::range_error) << bad;
-  }
-  EXPECT_THROW(ut::ws2s(std::wstring(1, static_cast<wchar_t>(0xD800))), std::range_error);
-  try {
-    ut::s2ws("\xFF");
-  } catch (const std::range_error& e) {
-    EXPECT_STREQ(e.what(), "bad conversion");
-  }
+  const auto badConversion = testing::ThrowsMessage<std::range_error>(testing::StrEq("bad conversion"));
+  for (const char* bad : {"\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80", "a\xFF"})
+    EXPECT_THAT([&] { ut::s2ws(bad); }, badConversion) << bad;
+  EXPECT_THAT([] { ut::ws2s(std::wstring(1, static_cast<wchar_t>(0xD800))); }, badConversion);
 }
 
 TEST(CodePages, ConvertToAnsi) {
@@ -273,12 +230,8 @@ TEST(CodePages, ConvertToAnsi) {
 }
 
 TEST(NumberFormat, FollowsTheUserLocale) {
-  const struct {
-    const char* locale;
-    const wchar_t* in;
-    bool noLeadingZero;
-    const wchar_t* out;
-  } cases[] = {
+  // Each row: the locale, a number, noLeadingZero, and the number formatted.
+  const std::tuple<const char*, const wchar_t*, bool, const wchar_t*> cases[] = {
       {"en_US.UTF-8", L"1234567.891", false, L"1,234,567.891"},
       {"en_US.UTF-8", L"-1234.50", false, L"-1,234.50"},
       {"en_US.UTF-8", L"0.5", false, L"0.5"},
@@ -293,12 +246,10 @@ TEST(NumberFormat, FollowsTheUserLocale) {
       {"en_US.UTF-8", L"12a", false, L"12a"},
       {"en_US.UTF-8", L"1,000", false, L"1,000"},
       {"en_US.UTF-8", L"", false, L""},
-      {"en_US.UTF-8", L"-", false, L"-"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.locale << " " << c.in);
-    ScopedLocale locale(c.locale);
-    EXPECT_EQ(ut::getNumberFormat(c.in, c.noLeadingZero), c.out);
+      {"en_US.UTF-8", L"-", false, L"-"}};
+  for (const auto& [locale, in, noLeadingZero, out] : cases) {
+    ScopedLocale scoped(locale);
+    EXPECT_EQ(ut::getNumberFormat(in, noLeadingZero), out) << locale << " " << in;
   }
   ScopedLocale english("en_US.UTF-8");
   const OdString tooLong(std::wstring(90, L'9'));
