@@ -1,6 +1,6 @@
 # The library's layers, from the bottom up: each uses only those before it (README: Layout). The
 # platform backend is the folder of imp/platform for the platform built on.
-set(QXUTILS_LAYERS core text files config)
+set(QXUTILS_LAYERS core text files config diagnostics web)
 if(WIN32)
   set(QXUTILS_BACKEND windows)
 else()
@@ -29,7 +29,10 @@ target_include_directories(qxutils
     ${PROJECT_SOURCE_DIR}/base/utils/imp)
 target_link_libraries(qxutils
   PUBLIC Boost::headers wxWidgets::wxWidgets
-  PRIVATE PkgConfig::FRIBIDI SQLite::SQLite3 nlohmann_json::nlohmann_json)
+  PRIVATE PkgConfig::FRIBIDI SQLite::SQLite3 nlohmann_json::nlohmann_json CURL::libcurl ZLIB::ZLIB
+    PkgConfig::LIBUNWIND PkgConfig::LIBDW)
 # The suffix of the version key ("V26x64" and this) that tells builds of one version apart.
 set(QXUTILS_BUILD_VARIANT "" CACHE STRING "Build-variant suffix of the configuration's version key")
 target_compile_definitions(qxutils PRIVATE QX_BUILD_VARIANT="${QXUTILS_BUILD_VARIANT}")
+# The suffix that log heads and crash reports add to the version: a debug build's files say so.
+target_compile_definitions(qxutils PRIVATE QX_BUILD_SUFFIX="$<$<CONFIG:Debug>:d>")

@@ -2,7 +2,7 @@
 """Checks the shape of qxutils, as the README's layout section describes it.
 
 - Layers: a source under base/utils/imp/<layer>/ includes headers of its own layer and of the layers
-  below it only (core, text, files, config, from the bottom up); a public header counts in the layer of
+  below it only (core, text, files, config, diagnostics, web, from the bottom up); a public header counts in the layer of
   the sources that implement it. sdk/ includes nothing of base/. A platform contract
   (imp/platform/*.h) includes nothing but sdk/; a backend (imp/platform/<backend>/) the contracts, sdk/,
   core and its own folder.
@@ -16,7 +16,7 @@ import pathlib
 import re
 import sys
 
-LAYERS = ['core', 'text', 'files', 'config']
+LAYERS = ['core', 'text', 'files', 'config', 'diagnostics', 'web']
 SYSTEM_ONLY_IN_BACKENDS = re.compile(
     r'^(unistd|fcntl|pwd|grp|dlfcn|pthread|spawn|poll|dirent|termios|langinfo|iconv|sqlite3|execinfo|'
     r'link|elf|ucontext|mntent)\.h$|^(sys|netinet|arpa)/')

@@ -9,6 +9,7 @@ QX_PACKAGES=(
   libwxgtk3.2-dev libcurl4-openssl-dev zlib1g-dev libboost-dev libssl-dev nlohmann-json3-dev
   libsqlite3-dev libfribidi-dev libunwind-dev libdw-dev
   locales python3
+  lldb python3-lldb-14 gdb libspdlog-dev zip unzip
 )
 
 qx_install_packages() {

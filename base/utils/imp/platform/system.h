@@ -1,5 +1,5 @@
 // What every platform backend tells about the system the library runs on: where the running program
-// lies and where users' and the machine's configuration is kept. The POSIX backend is posix/system.cpp;
+// lies, where users' and the machine's configuration is kept, and which thread is calling. The POSIX backend is posix/system.cpp;
 // a Windows backend would answer with GetModuleFileNameW and the known folders of SHGetKnownFolderPath.
 //
 // Every function may be called from any thread.
@@ -18,6 +18,8 @@ OdString executableFolder();
 OdString userConfigDir(const OdString& vendor);
 // The same for the whole machine: /etc/xdg/<vendor>/ on POSIX.
 OdString machineConfigDir(const OdString& vendor);
+// The calling thread's system-wide id: gettid() on POSIX. Signal-safe.
+unsigned long currentThreadId();
 
 }  // namespace ut::platform
 

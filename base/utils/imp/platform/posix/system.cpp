@@ -1,5 +1,5 @@
-// System information on POSIX: the executable from /proc/self/exe, configuration folders as the XDG
-// base directory specification places them.
+// System information on POSIX: the executable from /proc/self/exe, configuration folders where the XDG
+// base directory rules place them, thread ids from gettid().
 
 #include "platform/system.h"
 
@@ -38,5 +38,7 @@ OdString userConfigDir(const OdString& vendor) {
 }
 
 OdString machineConfigDir(const OdString& vendor) { return L"/etc/xdg/" + vendor + L"/"; }
+
+unsigned long currentThreadId() { return static_cast<unsigned long>(gettid()); }
 
 }  // namespace ut::platform
