@@ -107,6 +107,10 @@ TEST(ConfigNodeTest, ChildrenStayInNameOrderWhateverOrderTheyComeIn) {
   for (const ConfigNodePtr& child : root->children()) names += child->path().str();
   EXPECT_EQ(names, L"abCdEf");
   EXPECT_TRUE(is<ut::ConfigReplacedNode>(root->childAt(L"e")));
+  // An empty pointer sorts before every node, and is not less than itself.
+  const ut::ConfigNodeComparator less;
+  const ConfigNodePtr none;
+  EXPECT_TRUE(less(none, root) && !less(root, none) && !less(none, none));
 }
 
 // A name differing only in case names the same child, which takes the new spelling.

@@ -94,8 +94,9 @@ bool ConfigValString::setString(const wchar_t* value) {
 // --- Order ---------------------------------------------------------------------------------------------
 
 bool ConfigNodeComparator::operator()(const ConfigNodePtr& a, const ConfigNodePtr& b) const {
-  if (!a) return true;
-  return b && internal::compareNoCase(a->path().view(), b->path().view()) < 0;
+  // Irreflexive, as std::set needs: an empty pointer is less than every node but not than itself.
+  if (!a || !b) return !a && b;
+  return internal::compareNoCase(a->path().view(), b->path().view()) < 0;
 }
 
 bool ConfigNodeComparator::operator()(const ConfigNodePtr& a, std::wstring_view b) const {
