@@ -51,8 +51,10 @@ TEST_F(TracerTest, WritesEachKindOfValueInItsForm) {
                        "\u20ac\u00fca\uFFFD " + threadId.str() + " 0 ff   7Message type Warning\n"
                        "Message Font '\u00e9' not found\n\n");
   tracer().setStreamName(m_file.c_str(), 2, 0);  // a new file starts with decimal numbers again
+  for (int i = 0; i < 50; ++i) tracer().incIndent();
   tracer().str(2) << 255 << std::endl;
-  EXPECT_EQ(written(), "2> 255\n");
+  for (int i = 0; i < 50; ++i) tracer().decIndent();
+  EXPECT_EQ(written(), "2> " + std::string(100, ' ') + "255\n");
 }
 
 TEST_F(TracerTest, ScopesIndentTheirLinesAndOneLeftOpenIsReportedAtTheEnd) {
