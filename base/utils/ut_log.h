@@ -244,7 +244,7 @@ class SafeTracerAccessor {
 // Safe from any thread: a line is written whole, under the log's mutex.
 class ThreadLog {
  public:
-  // Receives each line, with its line feed.
+  // Receives each line, with its line feed, under the log's mutex: it must not print to the log itself.
   using OutputFunc = void (*)(const wchar_t* text);
 
   // The one log, made on first use and kept until the process ends.

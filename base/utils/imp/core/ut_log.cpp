@@ -92,12 +92,15 @@ void UtTracer::readEnvVar() { m_envLevel = environmentNumber("VDM_LOG_LEVEL").va
 void UtTracer::readArea() { m_area = environmentNumber("VDM_LOG_AREA").value_or(-1); }
 
 UtTracer& UtTracer::str(int level) {
-  char head[16];
-  char* end = std::to_chars(head, head + sizeof head, level).ptr;
+  // The head and an indent of up to 64 spaces go out in one write.
+  char line[16 + kSpaces.size()];
+  char* end = std::to_chars(line, line + 14, level).ptr;
   *end++ = '>';
   *end++ = ' ';
-  stream().write(head, end - head);
-  for (int left = m_indent; left > 0; left -= static_cast<int>(kSpaces.size()))
+  const int indent = std::min<int>(m_indent, kSpaces.size());
+  end = std::copy_n(kSpaces.data(), indent, end);
+  stream().write(line, end - line);
+  for (int left = m_indent - indent; left > 0; left -= static_cast<int>(kSpaces.size()))
     stream().write(kSpaces.data(), std::min<std::streamsize>(left, kSpaces.size()));
   return *this;
 }
