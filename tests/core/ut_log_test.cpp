@@ -63,6 +63,7 @@ TEST_F(TracerTest, ScopesIndentTheirLinesAndOneLeftOpenIsReportedAtTheEnd) {
     report += std::string(expression) + "|" + message + "|" + file + ":" + std::to_string(line);
     return 0;
   };
+  report.clear();
   ut::addAssertCallback(collect);
   tracer().setStreamName(m_file.c_str(), 2, 4);
   {
