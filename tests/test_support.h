@@ -82,12 +82,15 @@ class TempDir {
   std::filesystem::path m_path;
 };
 
-// Sets an environment variable for one scope and puts the old value back.
+// Sets an environment variable (nothing: unsets it) for one scope and puts the old value back.
 class ScopedEnv {
  public:
-  ScopedEnv(const char* name, const std::string& value) : m_name(name) {
+  ScopedEnv(const char* name, const std::optional<std::string>& value) : m_name(name) {
     if (const char* old = std::getenv(name)) m_old = old;
-    setenv(name, value.c_str(), 1);
+    if (value)
+      setenv(name, value->c_str(), 1);
+    else
+      unsetenv(name);
   }
   ~ScopedEnv() {
     if (m_old)

@@ -25,6 +25,7 @@
 #include "ut_profile.h"
 #include "ut_registry.h"
 #include "ut_registry_config.h"
+#include "ut_reporter.h"
 #include "ut_search_path.h"
 #include "ut_string.h"
 #include "ut_string_parser.h"

@@ -1,4 +1,5 @@
 #include "ut_config.h"
+#include "ut_log.h"
 
 #include "test_support.h"
 #include "ut_profile.h"
@@ -281,24 +282,26 @@ TEST_F(ConfigTest, FileModeKeepsTheTreeInTheFile) {
 
 TEST(QsbAppIdTest, ReadsTheIdentifierBesideTheExecutableAndTracesFailures) {
   const std::filesystem::path file = std::filesystem::path(ut::getExecutableFolder().c_str()) / "qsb.json";
-  const qxtest::ScopedEnv trace("VDM_LOG_LEVEL", "5");
+  const qxtest::TempDir dir;
+  const std::string trace = (dir.path() / "trace.txt").string();
   // Each row: the file (none, or a link to the path given), the identifier read, and what is traced.
   const std::tuple<const char*, const wchar_t*, const char*> cases[] = {
-      {nullptr, L"", "QSB app ID file '"},
+      {nullptr, L"", "1> QSB app ID file '"},
       {R"({"appID": "veltocad-26", "companyID": "korvani"})", L"veltocad-26", ""},
-      {"{not json", L"", "Unable to parse json from QSB app ID file '"},
-      {R"({"companyID": "korvani"})", L"", "Unable to read json key 'appID' from QSB app file"},
+      {"{not json", L"", "1> Unable to parse json from QSB app ID file '"},
+      {R"({"companyID": "korvani"})", L"", "1> Unable to read json key 'appID' from QSB app file\n"},
       {"/proc/self/mem", L"",
-       "Unable to read QSB app ID file '"},  // a link: there, unreadable from its start
+       "1> Unable to read QSB app ID file '"},  // a link: there, unreadable from its start
   };
   for (const auto& [content, id, traced] : cases) {
     if (content && *content == '/')
       std::filesystem::create_symlink(content, file);
     else if (content)
       std::ofstream(file) << content;
-    testing::internal::CaptureStderr();
+    UtTracer::tracer().setStreamName(trace.c_str(), 1, 0);
     EXPECT_EQ(Config::qsbAppID(), id);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find(traced), std::string::npos) << traced;
+    UtTracer::tracer().freeStream();
+    EXPECT_NE(qxtest::fileBytes(trace).find(traced), std::string::npos) << traced;
     std::filesystem::remove(file);
   }
 }

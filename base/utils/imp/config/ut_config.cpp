@@ -6,10 +6,10 @@
 #include "core/ut_assert_p.h"
 #include "core/ut_identity.h"
 #include "core/ut_nocase.h"
-#include "core/ut_trace.h"
 #include "core/ut_wx.h"
 #include "files/ut_filename_p.h"
 #include "ut_file.h"
+#include "ut_log.h"
 #include "ut_system.h"
 
 #include <wx/filename.h>
@@ -28,6 +28,15 @@ using internal::configState;
 using internal::SettingsArea;
 
 enum class Base { eRoot, eVersion, eLanguage, eProfile };
+
+// The trace area (VDM_LOG_AREA) of the configuration's lines.
+constexpr int kTraceArea = 1;
+
+void trace(int level, const wxString& text) {
+  UtTracer& tracer = UtTracer::tracer();
+  if (level <= tracer.traceLevel() && tracer.checkArea(kTraceArea))
+    tracer.str(level) << internal::fromWx(text) << std::endl;
+}
 
 struct GroupPlace {
   Base base;
@@ -263,7 +272,7 @@ bool Config::setShapeDefaults() {
 OdString Config::qsbAppID() {
   const wxString file = internal::toWx(getExecutableFolder()) + L"qsb.json";
   const auto fail = [&](const wchar_t* message) {
-    internal::trace(1, wxString::Format(message, file));
+    trace(1, wxString::Format(message, file));
     return OdString();
   };
   if (!wxFileName::FileExists(file)) return fail(L"QSB app ID file '%ls' does not exist");
@@ -274,7 +283,7 @@ OdString Config::qsbAppID() {
   const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
   if (json.is_discarded()) return fail(L"Unable to parse json from QSB app ID file '%ls'");
   if (!json.is_object() || !json.contains("appID") || !json["appID"].is_string()) {
-    internal::trace(1, wxString::Format(L"Unable to read json key '%ls' from QSB app file", L"appID"));
+    trace(1, wxString::Format(L"Unable to read json key '%ls' from QSB app file", L"appID"));
     return OdString();
   }
   return internal::fromWx(wxString::FromUTF8(json["appID"].get<std::string>()));

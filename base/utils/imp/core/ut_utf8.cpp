@@ -2,6 +2,7 @@
 
 #include "core/ut_utf8_vector.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -114,6 +115,22 @@ bool Utf8Validator::feed(const unsigned char* bytes, size_t size) {
   }
   m_state = state;
   return state != kReject;
+}
+
+// --- Encoding that never fails ----------------------------------------------------------------------------
+
+void encodeUtf8Lenient(std::wstring_view text, std::string& out) {
+  const auto unencodable = [](wchar_t c) {
+    const auto u = static_cast<char32_t>(c);
+    return (u >= 0xD800 && u <= 0xDFFF) || u > 0x10FFFF;
+  };
+  while (!text.empty()) {
+    const auto valid = static_cast<size_t>(std::find_if(text.begin(), text.end(), unencodable) - text.begin());
+    (void)encodeUtf8(text.substr(0, valid), out);
+    if (valid == text.size()) return;
+    out += "\xEF\xBF\xBD";
+    text.remove_prefix(valid + 1);
+  }
 }
 
 }  // namespace ut::internal

@@ -14,6 +14,10 @@ namespace ut::internal {
 using od_unicode::decodeUtf8;
 using od_unicode::encodeUtf8;
 
+// Appends the UTF-8 form of `text` to `out`, each character that has none (a surrogate, anything above
+// U+10FFFF) as U+FFFD: for diagnostics, which must show whatever they are handed and never fail.
+void encodeUtf8Lenient(std::wstring_view text, std::string& out);
+
 // Checks UTF-8 handed over in pieces, which may cut a sequence anywhere. Well-formed means Unicode's
 // table of well-formed byte sequences: no overlong form, no surrogate, nothing above U+10FFFF.
 //   Utf8Validator v;

@@ -7,7 +7,8 @@
 //
 //   platform/files.h     native paths, files' owners, private files and folders, file locks and stamps
 //   platform/registry.h  keys, values and transactions of the registry (posix/: SQLite hives)
-//   platform/system.h    the executable's folder, the user's and the machine's configuration folders
+//   platform/system.h    the executable's folder, the user's and the machine's configuration folders,
+//                        thread ids, debug output
 //   platform/text.h      code pages, character direction, the user's number format, thread locales
 
 #ifndef QX_PLATFORM_PORT_H

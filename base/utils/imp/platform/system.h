@@ -1,6 +1,7 @@
 // What every platform backend tells about the system the library runs on: where the running program
-// lies, where users' and the machine's configuration is kept, and which thread is calling. The POSIX backend is posix/system.cpp;
-// a Windows backend would answer with GetModuleFileNameW and the known folders of SHGetKnownFolderPath.
+// lies, where users' and the machine's configuration is kept, which thread is calling, and where debug
+// output goes. The POSIX backend is posix/system.cpp; a Windows backend would answer with
+// GetModuleFileNameW, the known folders of SHGetKnownFolderPath and OutputDebugStringW.
 //
 // Every function may be called from any thread.
 
@@ -8,6 +9,8 @@
 #define QX_PLATFORM_SYSTEM_H
 
 #include "OdString.h"
+
+#include <string_view>
 
 namespace ut::platform {
 
@@ -20,6 +23,9 @@ OdString userConfigDir(const OdString& vendor);
 OdString machineConfigDir(const OdString& vendor);
 // The calling thread's system-wide id: gettid() on POSIX. Signal-safe.
 unsigned long currentThreadId();
+// Hands `text` to the platform's debug output as it stands: standard error, in UTF-8, on POSIX
+// (OutputDebugStringW on Windows). One call's text is not interleaved with another thread's.
+void debugOutput(std::wstring_view text);
 
 }  // namespace ut::platform
 

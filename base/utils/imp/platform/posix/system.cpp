@@ -1,12 +1,15 @@
 // System information on POSIX: the executable from /proc/self/exe, configuration folders where the XDG
-// base directory rules place them, thread ids from gettid().
+// base directory rules place them, thread ids from gettid(), debug output on standard error.
 
 #include "platform/system.h"
 
 #include "platform/text.h"
 
+#include "core/ut_utf8.h"
+
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -40,5 +43,13 @@ OdString userConfigDir(const OdString& vendor) {
 OdString machineConfigDir(const OdString& vendor) { return L"/etc/xdg/" + vendor + L"/"; }
 
 unsigned long currentThreadId() { return static_cast<unsigned long>(gettid()); }
+
+void debugOutput(std::wstring_view text) {
+  std::string bytes;
+  internal::encodeUtf8Lenient(text, bytes);
+  // One fwrite holds the stream's lock for the whole text.
+  std::fwrite(bytes.data(), 1, bytes.size(), stderr);
+  std::fflush(stderr);
+}
 
 }  // namespace ut::platform
