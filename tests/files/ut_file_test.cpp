@@ -2,15 +2,23 @@
 #include "ut_system.h"
 #include "ut_text_file.h"
 
+#include "files/ut_file_p.h"
+#include "platform/posix/files_posix.h"
 #include "test_support.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -164,6 +172,165 @@ TEST(SystemTest, ExecutableAndConfigurationFolders) {
   EXPECT_TRUE(fs::exists(fs::path(folder.c_str()) / "ut_file_test"));
   qxtest::ScopedEnv config("XDG_CONFIG_HOME", "/somewhere");
   EXPECT_EQ(ut::getUserConfigDir(), L"/somewhere/Korvani/");
+}
+
+// --- Network roots ---------------------------------------------------------------------------------------
+
+// Shares that the test makes up: where they are mounted, whether their server answers, and the time.
+class NetworkRootTest : public testing::Test {
+ protected:
+  using Clock = ut::internal::NetworkRootSettings::Clock;
+
+  void SetUp() override { install(std::chrono::seconds(60)); }
+
+  void TearDown() override {
+    answer();
+    std::unique_lock lock(m_server->mutex);
+    m_server->changed.wait(lock, [this] { return m_server->answered == m_server->asked; });
+    lock.unlock();
+    ut::internal::setNetworkRootSettings({});
+  }
+
+  // The local root, a share on /net, and a local disk mounted inside the share.
+  void install(std::chrono::milliseconds probeTimeout) {
+    ut::internal::NetworkRootSettings settings;
+    settings.mountTable = [] {
+      return std::make_shared<const ut::platform::MountTable>(
+          ut::platform::MountTable{{L"/", false}, {L"/net", true}, {L"/net/disk", false}});
+    };
+    settings.probe = [server = m_server](const OdString&) {
+      std::unique_lock lock(server->mutex);
+      ++server->asked;
+      server->changed.wait(lock, [&] { return !server->silent; });
+      ++server->answered;
+      server->changed.notify_all();
+    };
+    settings.now = [elapsed = m_elapsed] { return Clock::time_point() + std::chrono::seconds(*elapsed); };
+    settings.probeTimeout = probeTimeout;
+    ut::internal::setNetworkRootSettings(settings);
+  }
+
+  void silence() { setSilent(true); }
+  void answer() { setSilent(false); }
+  void advance(std::chrono::seconds by) { *m_elapsed += by.count(); }
+  int asked() {
+    const std::lock_guard lock(m_server->mutex);
+    return m_server->asked;
+  }
+
+  static constexpr const char* kReport =
+      "ut::isNetworkPathAvailable: The network path with root directory '/net' is not available at the moment "
+      "and will be ignored for the next 5 minute(s) or until restart.";
+
+ private:
+  struct Server {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool silent = false;
+    int asked = 0;
+    int answered = 0;
+  };
+
+  void setSilent(bool silent) {
+    const std::lock_guard lock(m_server->mutex);
+    m_server->silent = silent;
+    m_server->changed.notify_all();
+  }
+
+  std::shared_ptr<Server> m_server = std::make_shared<Server>();
+  std::shared_ptr<std::atomic<long long>> m_elapsed = std::make_shared<std::atomic<long long>>(0);
+};
+
+TEST_F(NetworkRootTest, OnlyPathsOnAShareAskItsServer) {
+  // Each row: a path, and whether it lies on the share.
+  const std::tuple<const wchar_t*, bool> cases[] = {
+      {L"/home/ann/plan.dwg", false}, {L"/network/plan.dwg", false}, {L"/net/disk/plan.dwg", false},
+      {L"/net/../home/plan.dwg", false}, {L"/net", true},           {L"/net/plans/plan.dwg", true},
+      {L"/net/./disk/../plan.dwg", true}};
+  for (const auto& [path, onShare] : cases) {
+    SCOPED_TRACE(testing::PrintToString(OdString(path)));
+    const int before = asked();
+    EXPECT_TRUE(ut::isNetworkPathAvailable(path));
+    EXPECT_EQ(asked() - before, onShare ? 1 : 0);
+    advance(std::chrono::minutes(1));  // past the time an answer is trusted
+  }
+}
+
+TEST_F(NetworkRootTest, AnAnswerIsTrustedForTenSeconds) {
+  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/net/a.dwg"));
+  advance(std::chrono::seconds(9));
+  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
+  EXPECT_EQ(asked(), 1);
+  advance(std::chrono::seconds(1));
+  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
+  EXPECT_EQ(asked(), 2);
+}
+
+TEST_F(NetworkRootTest, ASilentShareIsReportedAndIgnoredForFiveMinutes) {
+  install(std::chrono::milliseconds(1));
+  silence();
+  qxtest::Reports reports;
+  EXPECT_FALSE(ut::isNetworkPathAvailable(L"/net/a.dwg"));
+  EXPECT_EQ(reports.lines(), std::vector<std::string>{kReport});
+  advance(std::chrono::seconds(299));
+  EXPECT_FALSE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
+  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/home/b.dwg"));
+  EXPECT_EQ(reports.lines().size(), 1u);
+  // Five minutes on, the first probe still hangs: the share is marked again without a second thread.
+  advance(std::chrono::seconds(1));
+  EXPECT_FALSE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
+  EXPECT_EQ(reports.lines().size(), 2u);
+  EXPECT_EQ(asked(), 1);
+  // The server is back; its late answer counts once the period is over (the probe's thread may need a
+  // moment to take it in).
+  answer();
+  EXPECT_FALSE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
+  do advance(std::chrono::minutes(5));
+  while (!ut::isNetworkPathAvailable(L"/net/b.dwg"));
+  EXPECT_EQ(asked(), 1);
+}
+
+TEST_F(NetworkRootTest, CallersAtOnceShareOneProbeAndOneReport) {
+  install(std::chrono::milliseconds(50));
+  silence();
+  qxtest::Reports reports;
+  std::atomic<int> available = 0;
+  std::vector<std::thread> callers;
+  for (int i = 0; i < 4; ++i) callers.emplace_back([&] { available += ut::isNetworkPathAvailable(L"/net/a"); });
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(available, 0);
+  EXPECT_EQ(asked(), 1);
+  EXPECT_EQ(reports.lines().size(), 1u);
+}
+
+TEST(MountTableTest, ReadsMountPointsAndTellsNetworkFileSystems) {
+  const std::string mountInfo =
+      "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
+      "27 1 254:1 / / rw,relatime shared:1 - ext4 /dev/vda rw\n"
+      "40 27 0:40 / /mnt/plans\\040and\\040more rw shared:5 master:2 - nfs4 srv:/plans rw,vers=4.2\n"
+      "41 27 0:41 / /mnt/smb rw - cifs //srv/share rw\n"
+      "42 27 0:42 / /home/ann/remote rw - fuse.sshfs ann@srv: rw\n"
+      "43 27 0:43 / /mnt/\\303\\274 rw - fuse.rclone gdrive: rw\n"
+      "broken line\n"
+      "44 27 0:44 / relative rw - nfs srv:/x rw\n"
+      "45 27 0:45 / /mnt/nodash rw nfs srv:/x rw\n"
+      "46 27 0:46 / /mnt/bad\\377 rw - nfs srv:/x rw\n"
+      "47 27 0:47 / /mnt/last rw - tmpfs tmpfs rw";
+  const ut::platform::MountTable table = ut::platform::posix::parseMountInfo(mountInfo);
+  std::vector<std::pair<std::wstring, bool>> found;
+  for (const ut::platform::MountPoint& mount : table) found.emplace_back(mount.path.str(), mount.network);
+  EXPECT_EQ(found, (std::vector<std::pair<std::wstring, bool>>{{L"/proc", false},
+                                                               {L"/", false},
+                                                               {L"/mnt/plans and more", true},
+                                                               {L"/mnt/smb", true},
+                                                               {L"/home/ann/remote", true},
+                                                               {L"/mnt/\u00FC", true},
+                                                               {L"/mnt/last", false}}));
+  // The process's own table holds its root, and a local path is available without a probe.
+  const auto own = ut::platform::mountTable();
+  EXPECT_TRUE(std::any_of(own->begin(), own->end(), [](const auto& mount) { return mount.path == L"/"; }));
+  EXPECT_EQ(ut::platform::mountTable(), own);  // nothing mounted since: the same table
+  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/tmp"));
 }
 
 }  // namespace
