@@ -1,6 +1,7 @@
 // What every platform backend tells about the system the library runs on: where the running program
-// lies, where users' and the machine's configuration is kept, and which thread is calling. The POSIX backend is posix/system.cpp;
-// a Windows backend would answer with GetModuleFileNameW and the known folders of SHGetKnownFolderPath.
+// lies, where users' and the machine's configuration is kept, who runs it on which machine, and which
+// thread is calling. The POSIX backend is posix/system.cpp; a Windows backend would answer with
+// GetModuleFileNameW, the known folders of SHGetKnownFolderPath, GetUserNameW and GetComputerNameW.
 //
 // Every function may be called from any thread.
 
@@ -18,6 +19,11 @@ OdString executableFolder();
 OdString userConfigDir(const OdString& vendor);
 // The same for the whole machine: /etc/xdg/<vendor>/ on POSIX.
 OdString machineConfigDir(const OdString& vendor);
+// The login name of the account the process runs as; its number where the account database does not
+// know it.
+OdString loginName();
+// The machine's name on the network; empty when the system cannot tell it.
+OdString hostName();
 // The calling thread's system-wide id: gettid() on POSIX. Signal-safe.
 unsigned long currentThreadId();
 

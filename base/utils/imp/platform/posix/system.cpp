@@ -1,10 +1,12 @@
 // System information on POSIX: the executable from /proc/self/exe, configuration folders where the XDG
-// base directory rules place them, thread ids from gettid().
+// base directory rules place them, the account's name from the account database, thread ids from gettid().
 
 #include "platform/system.h"
 
+#include "platform/posix/files_posix.h"
 #include "platform/text.h"
 
+#include <limits.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -38,6 +40,19 @@ OdString userConfigDir(const OdString& vendor) {
 }
 
 OdString machineConfigDir(const OdString& vendor) { return L"/etc/xdg/" + vendor + L"/"; }
+
+OdString loginName() {
+  const uid_t uid = getuid();
+  const std::string name = posix::accountName(uid);
+  const std::wstring wide = codePageToWide(name, kAnsiCodePage);
+  return wide.empty() ? OdString(std::to_wstring(uid)) : OdString(wide);
+}
+
+OdString hostName() {
+  char name[HOST_NAME_MAX + 1] = {};
+  if (gethostname(name, sizeof name - 1) != 0) return OdString();
+  return OdString(codePageToWide(name, kAnsiCodePage));
+}
 
 unsigned long currentThreadId() { return static_cast<unsigned long>(gettid()); }
 

@@ -17,6 +17,7 @@
 #include <climits>
 #include <clocale>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -39,6 +40,10 @@ class UserLocale {
   UserLocale& operator=(const UserLocale&) = delete;
 
   const char* info(nl_item item) const { return m_locale ? nl_langinfo_l(item, m_locale) : ""; }
+  // The number of bytes strftime wrote, 0 when they did not fit.
+  size_t formatTime(char* buffer, size_t size, const char* format, const std::tm& time) const {
+    return m_locale ? strftime_l(buffer, size, format, &time, m_locale) : strftime(buffer, size, format, &time);
+  }
 
  private:
   locale_t m_locale;
@@ -234,6 +239,14 @@ CharDirection charDirection(wchar_t c) {
   if (type == FRIBIDI_TYPE_LTR) return CharDirection::LeftToRight;
   if (type == FRIBIDI_TYPE_RTL || type == FRIBIDI_TYPE_AL) return CharDirection::RightToLeft;
   return CharDirection::Neutral;
+}
+
+std::string formatLocalTime(const char* format) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local {};
+  char buffer[256];
+  if (!localtime_r(&now, &local)) return std::string();
+  return std::string(buffer, UserLocale().formatTime(buffer, sizeof buffer, format, local));
 }
 
 NumberFormatInfo userNumberFormat() {
