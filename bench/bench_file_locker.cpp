@@ -53,14 +53,14 @@ int writeInfoFile(const std::string& path, const std::string& content) {
 
 bool lockByHand(const std::string& dwl, const std::string& dwl2) {
   std::vector<char> buffer(16384);
-  passwd entry {};
+  passwd entry{};
   passwd* found = nullptr;
   getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found);
   const std::string user = found ? found->pw_name : "";
   char host[HOST_NAME_MAX + 1] = {};
   gethostname(host, sizeof host - 1);
   const std::time_t now = std::time(nullptr);
-  std::tm local {};
+  std::tm local{};
   localtime_r(&now, &local);
   char time[256];
   const std::string when(time, strftime(time, sizeof time, "%A, %B %d, %Y %X", &local));
@@ -70,10 +70,9 @@ bool lockByHand(const std::string& dwl, const std::string& dwl2) {
   whole.l_type = F_WRLCK;
   if (document < 0 || fcntl(document, F_OFD_SETLK, &whole) != 0) return false;
   const int first = writeInfoFile(dwl, user + "\n" + host + "\n" + when);
-  const int second = writeInfoFile(dwl2, "<?xml version=\"1.0\"?>\n<whprops>\n<username>" + user +
-                                             "</username>\n<machinename>" + host +
-                                             "</machinename>\n<fullname></fullname>\n<datetime>" + when +
-                                             "</datetime>\n</whprops>\n");
+  const int second = writeInfoFile(
+      dwl2, "<?xml version=\"1.0\"?>\n<whprops>\n<username>" + user + "</username>\n<machinename>" + host +
+                "</machinename>\n<fullname></fullname>\n<datetime>" + when + "</datetime>\n</whprops>\n");
   unlink(dwl.c_str());
   unlink(dwl2.c_str());
   close(first);

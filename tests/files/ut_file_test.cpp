@@ -1,4 +1,5 @@
 #include "ut_file.h"
+#include "ut_file_locker.h"
 #include "ut_system.h"
 #include "ut_text_file.h"
 
@@ -11,10 +12,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
+#include <future>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -176,161 +176,102 @@ TEST(SystemTest, ExecutableAndConfigurationFolders) {
 
 // --- Network roots ---------------------------------------------------------------------------------------
 
-// Shares that the test makes up: where they are mounted, whether their server answers, and the time.
 class NetworkRootTest : public testing::Test {
  protected:
-  using Clock = ut::internal::NetworkRootSettings::Clock;
-
-  void SetUp() override { install(std::chrono::seconds(60)); }
-
-  void TearDown() override {
-    answer();
-    std::unique_lock lock(m_server->mutex);
-    m_server->changed.wait(lock, [this] { return m_server->answered == m_server->asked; });
-    lock.unlock();
-    ut::internal::setNetworkRootSettings({});
-  }
-
-  // The local root, a share on /net, and a local disk mounted inside the share.
-  void install(std::chrono::milliseconds probeTimeout) {
+  // The test's directory as a network share, with a local disk mounted inside it. Its server answers at
+  // once or, when `silent`, once serverBack() is called; the clock moves when advance() moves it.
+  void install(bool silent, std::chrono::milliseconds probeTimeout) {
     ut::internal::NetworkRootSettings settings;
-    settings.mountTable = [] {
+    settings.mountTable = [share = share()] {
       return std::make_shared<const ut::platform::MountTable>(
-          ut::platform::MountTable{{L"/", false}, {L"/net", true}, {L"/net/disk", false}});
+          ut::platform::MountTable{{L"/", false}, {share, true}, {share + L"/disk", false}});
     };
-    settings.probe = [server = m_server](const OdString&) {
-      std::unique_lock lock(server->mutex);
-      ++server->asked;
-      server->changed.wait(lock, [&] { return !server->silent; });
-      ++server->answered;
-      server->changed.notify_all();
+    settings.probe = [asked = m_asked, back = m_back.get_future().share()](const OdString&) {
+      ++*asked;
+      back.wait();
     };
-    settings.now = [elapsed = m_elapsed] { return Clock::time_point() + std::chrono::seconds(*elapsed); };
+    settings.now = [elapsed = m_elapsed] {
+      return std::chrono::steady_clock::time_point(std::chrono::seconds(*elapsed));
+    };
     settings.probeTimeout = probeTimeout;
     ut::internal::setNetworkRootSettings(settings);
+    if (!silent) serverBack();
   }
-
-  void silence() { setSilent(true); }
-  void answer() { setSilent(false); }
+  void serverBack() { m_back.set_value(); }
+  // A probe still waiting is let go when the promise goes.
+  void TearDown() override { ut::internal::setNetworkRootSettings({}); }
   void advance(std::chrono::seconds by) { *m_elapsed += by.count(); }
-  int asked() {
-    const std::lock_guard lock(m_server->mutex);
-    return m_server->asked;
-  }
+  OdString share() const { return od(m_share.path()); }
 
-  static constexpr const char* kReport =
-      "ut::isNetworkPathAvailable: The network path with root directory '/net' is not available at the moment "
-      "and will be ignored for the next 5 minute(s) or until restart.";
+  TempDir m_share;
+  std::shared_ptr<std::atomic<int>> m_asked = std::make_shared<std::atomic<int>>(0);
 
  private:
-  struct Server {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool silent = false;
-    int asked = 0;
-    int answered = 0;
-  };
-
-  void setSilent(bool silent) {
-    const std::lock_guard lock(m_server->mutex);
-    m_server->silent = silent;
-    m_server->changed.notify_all();
-  }
-
-  std::shared_ptr<Server> m_server = std::make_shared<Server>();
+  std::promise<void> m_back;
   std::shared_ptr<std::atomic<long long>> m_elapsed = std::make_shared<std::atomic<long long>>(0);
 };
 
-TEST_F(NetworkRootTest, OnlyPathsOnAShareAskItsServer) {
-  // Each row: a path, and whether it lies on the share.
-  const std::tuple<const wchar_t*, bool> cases[] = {
-      {L"/home/ann/plan.dwg", false}, {L"/network/plan.dwg", false}, {L"/net/disk/plan.dwg", false},
-      {L"/net/../home/plan.dwg", false}, {L"/net", true},           {L"/net/plans/plan.dwg", true},
-      {L"/net/./disk/../plan.dwg", true}};
-  for (const auto& [path, onShare] : cases) {
-    SCOPED_TRACE(testing::PrintToString(OdString(path)));
-    const int before = asked();
+TEST_F(NetworkRootTest, OnlyPathsOnAShareAskItsServerWhichIsTrustedForTenSeconds) {
+  install(false, std::chrono::seconds(60));
+  // Each row: seconds since the row before, a path, and how many probes have been made after it.
+  const std::tuple<int, OdString, int> cases[] = {
+      {0, share() + L"2/plan.dwg", 0},   {0, share() + L"/disk/plan.dwg", 0},
+      {0, share() + L"/../plan.dwg", 0}, {0, share(), 1},
+      {9, share() + L"/plan.dwg", 1},    {1, share() + L"/./disk/../plan.dwg", 2}};
+  for (const auto& [seconds, path, asked] : cases) {
+    advance(std::chrono::seconds(seconds));
     EXPECT_TRUE(ut::isNetworkPathAvailable(path));
-    EXPECT_EQ(asked() - before, onShare ? 1 : 0);
-    advance(std::chrono::minutes(1));  // past the time an answer is trusted
+    EXPECT_EQ(*m_asked, asked) << testing::PrintToString(path);
   }
 }
 
-TEST_F(NetworkRootTest, AnAnswerIsTrustedForTenSeconds) {
-  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/net/a.dwg"));
-  advance(std::chrono::seconds(9));
-  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
-  EXPECT_EQ(asked(), 1);
-  advance(std::chrono::seconds(1));
-  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
-  EXPECT_EQ(asked(), 2);
-}
-
 TEST_F(NetworkRootTest, ASilentShareIsReportedAndIgnoredForFiveMinutes) {
-  install(std::chrono::milliseconds(1));
-  silence();
-  qxtest::Reports reports;
-  EXPECT_FALSE(ut::isNetworkPathAvailable(L"/net/a.dwg"));
-  EXPECT_EQ(reports.lines(), std::vector<std::string>{kReport});
-  advance(std::chrono::seconds(299));
-  EXPECT_FALSE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
-  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/home/b.dwg"));
-  EXPECT_EQ(reports.lines().size(), 1u);
-  // Five minutes on, the first probe still hangs: the share is marked again without a second thread.
-  advance(std::chrono::seconds(1));
-  EXPECT_FALSE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
-  EXPECT_EQ(reports.lines().size(), 2u);
-  EXPECT_EQ(asked(), 1);
-  // The server is back; its late answer counts once the period is over (the probe's thread may need a
-  // moment to take it in).
-  answer();
-  EXPECT_FALSE(ut::isNetworkPathAvailable(L"/net/b.dwg"));
-  do advance(std::chrono::minutes(5));
-  while (!ut::isNetworkPathAvailable(L"/net/b.dwg"));
-  EXPECT_EQ(asked(), 1);
-}
-
-TEST_F(NetworkRootTest, CallersAtOnceShareOneProbeAndOneReport) {
-  install(std::chrono::milliseconds(50));
-  silence();
+  install(true, std::chrono::milliseconds(20));
+  const OdString path = write(m_share.path() / "plan.dwl", "anna\nPC7\nnow");
   qxtest::Reports reports;
   std::atomic<int> available = 0;
-  std::vector<std::thread> callers;
-  for (int i = 0; i < 4; ++i) callers.emplace_back([&] { available += ut::isNetworkPathAvailable(L"/net/a"); });
+  std::vector<std::thread> callers;  // callers at once share one probe and one report
+  for (int i = 0; i < 4; ++i) callers.emplace_back([&] { available += ut::isNetworkPathAvailable(path); });
   for (std::thread& caller : callers) caller.join();
   EXPECT_EQ(available, 0);
-  EXPECT_EQ(asked(), 1);
-  EXPECT_EQ(reports.lines().size(), 1u);
+  EXPECT_EQ(reports.lines(),
+            std::vector<std::string>{"ut::isNetworkPathAvailable: The network path with root directory '" +
+                                     m_share.path().string() +
+                                     "' is not available at the moment and will be ignored "
+                                     "for the next 5 minute(s) or until restart."});
+  // Lock information on it counts as absent.
+  OdString user;
+  EXPECT_FALSE(ut::FileLocker::hasDwl(share() + L"/plan.dwg") ||
+               ut::readLockFileInfo(path, user, user, user));
+  advance(std::chrono::seconds(299));
+  EXPECT_FALSE(ut::isNetworkPathAvailable(path));
+  // Five minutes on, the first probe still hangs: the share is marked again without a second thread.
+  advance(std::chrono::seconds(1));
+  EXPECT_FALSE(ut::isNetworkPathAvailable(path));
+  EXPECT_EQ(reports.lines().size(), 2u);
+  // The server is back; its late answer counts once the period is over (the probe's thread may need a
+  // moment to take it in).
+  serverBack();
+  EXPECT_FALSE(ut::isNetworkPathAvailable(path));
+  do advance(std::chrono::minutes(5));
+  while (!ut::isNetworkPathAvailable(path));
+  EXPECT_EQ(*m_asked, 1);
 }
 
 TEST(MountTableTest, ReadsMountPointsAndTellsNetworkFileSystems) {
-  const std::string mountInfo =
-      "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
-      "27 1 254:1 / / rw,relatime shared:1 - ext4 /dev/vda rw\n"
-      "40 27 0:40 / /mnt/plans\\040and\\040more rw shared:5 master:2 - nfs4 srv:/plans rw,vers=4.2\n"
-      "41 27 0:41 / /mnt/smb rw - cifs //srv/share rw\n"
-      "42 27 0:42 / /home/ann/remote rw - fuse.sshfs ann@srv: rw\n"
-      "43 27 0:43 / /mnt/\\303\\274 rw - fuse.rclone gdrive: rw\n"
-      "broken line\n"
-      "44 27 0:44 / relative rw - nfs srv:/x rw\n"
-      "45 27 0:45 / /mnt/nodash rw nfs srv:/x rw\n"
-      "46 27 0:46 / /mnt/bad\\377 rw - nfs srv:/x rw\n"
-      "47 27 0:47 / /mnt/last rw - tmpfs tmpfs rw";
-  const ut::platform::MountTable table = ut::platform::posix::parseMountInfo(mountInfo);
-  std::vector<std::pair<std::wstring, bool>> found;
-  for (const ut::platform::MountPoint& mount : table) found.emplace_back(mount.path.str(), mount.network);
-  EXPECT_EQ(found, (std::vector<std::pair<std::wstring, bool>>{{L"/proc", false},
-                                                               {L"/", false},
-                                                               {L"/mnt/plans and more", true},
-                                                               {L"/mnt/smb", true},
-                                                               {L"/home/ann/remote", true},
-                                                               {L"/mnt/\u00FC", true},
-                                                               {L"/mnt/last", false}}));
-  // The process's own table holds its root, and a local path is available without a probe.
+  std::wstring found;
+  for (const auto& mount :
+       ut::platform::posix::parseMountInfo("27 1 254:1 / / rw shared:1 - ext4 /dev/vda rw\n"
+                                           "40 27 0:40 / /mnt/a\\040b rw shared:5 master:2 - nfs4 srv:/a rw\n"
+                                           "42 27 0:42 / /mnt/\\303\\274 rw - fuse.sshfs ann@srv: rw\n"
+                                           "46 27 0:46 / /mnt/\\377 rw - nfs s:/x rw\n"
+                                           "47 27 0:47 / /mnt/last rw - tmpfs tmpfs rw")) {
+    found += mount.path.str() + (mount.network ? L"* " : L" ");
+  }
+  EXPECT_EQ(found, L"/ /mnt/a b* /mnt/\u00FC* /mnt/last ");
+  // The process's own table stays the same table while nothing is mounted.
   const auto own = ut::platform::mountTable();
-  EXPECT_TRUE(std::any_of(own->begin(), own->end(), [](const auto& mount) { return mount.path == L"/"; }));
-  EXPECT_EQ(ut::platform::mountTable(), own);  // nothing mounted since: the same table
-  EXPECT_TRUE(ut::isNetworkPathAvailable(L"/tmp"));
+  EXPECT_TRUE(!own->empty() && ut::platform::mountTable() == own);
 }
 
 }  // namespace

@@ -23,7 +23,8 @@ namespace internal {
 // go closes it and, for an information file, deletes the file.
 class LockHandle {
  public:
-  LockHandle(platform::NativeHandle handle, OdString infoFile) : m_handle(handle), m_infoFile(std::move(infoFile)) {}
+  LockHandle(platform::NativeHandle handle, OdString infoFile)
+      : m_handle(handle), m_infoFile(std::move(infoFile)) {}
   ~LockHandle() { (void)letGo(); }
   LockHandle(const LockHandle&) = delete;
   LockHandle& operator=(const LockHandle&) = delete;
@@ -31,7 +32,8 @@ class LockHandle {
   bool letGo() {
     const platform::NativeHandle handle = std::exchange(m_handle, platform::kNoHandle);
     if (handle == platform::kNoHandle) return true;
-    return m_infoFile.isEmpty() ? platform::closeHandle(handle) : platform::removeLockInfoFile(handle, m_infoFile);
+    return m_infoFile.isEmpty() ? platform::closeHandle(handle)
+                                : platform::removeLockInfoFile(handle, m_infoFile);
   }
 
  private:

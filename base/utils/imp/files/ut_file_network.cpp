@@ -82,8 +82,8 @@ std::optional<std::wstring> networkRootOf(const OdString& path, const platform::
   const platform::MountPoint* innermost = nullptr;
   for (const platform::MountPoint& mount : mounts) {
     const std::wstring_view root = mount.path.view();
-    const bool holds = absolute.starts_with(root) &&
-                       (absolute.size() == root.size() || root.ends_with(L'/') || absolute[root.size()] == L'/');
+    const bool holds = absolute.starts_with(root) && (absolute.size() == root.size() ||
+                                                      root.ends_with(L'/') || absolute[root.size()] == L'/');
     // A later mount on the same point covers the earlier one.
     if (holds && (!innermost || root.size() >= innermost->path.view().size())) innermost = &mount;
   }
@@ -143,10 +143,11 @@ class NetworkRoots {
     state.unavailableUntil = now + m_settings.unavailableFor;
     const int minutes = static_cast<int>(m_settings.unavailableFor.count());
     lock.unlock();
-    internal::report("ut::isNetworkPathAvailable",
-                     wxString::Format(L"The network path with root directory '%ls' is not available at the "
-                                      L"moment and will be ignored for the next %d minute(s) or until restart.",
-                                      root.c_str(), minutes));
+    internal::report(
+        "ut::isNetworkPathAvailable",
+        wxString::Format(L"The network path with root directory '%ls' is not available at the "
+                         L"moment and will be ignored for the next %d minute(s) or until restart.",
+                         root.c_str(), minutes));
     return false;
   }
 
@@ -161,7 +162,9 @@ bool isNetworkPathAvailable(const OdString& path) { return NetworkRoots::instanc
 
 namespace internal {
 
-void setNetworkRootSettings(NetworkRootSettings settings) { NetworkRoots::instance().configure(std::move(settings)); }
+void setNetworkRootSettings(NetworkRootSettings settings) {
+  NetworkRoots::instance().configure(std::move(settings));
+}
 
 }  // namespace internal
 

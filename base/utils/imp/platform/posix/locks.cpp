@@ -49,7 +49,8 @@ bool closeHandle(NativeHandle handle) { return close(static_cast<int>(handle)) =
 
 bool removeLockInfoFile(NativeHandle handle, const OdString& path) {
   const std::string name = fileNameToNarrow(path.view());
-  struct stat opened {}, named {};
+  struct stat opened {
+  }, named{};
   const bool ours = fstat(static_cast<int>(handle), &opened) == 0 && stat(name.c_str(), &named) == 0 &&
                     opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
   const bool removed = !ours || unlink(name.c_str()) == 0;

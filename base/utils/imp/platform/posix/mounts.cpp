@@ -26,10 +26,10 @@ namespace {
 // File systems whose data a server on the network holds; FUSE ones are named "fuse.<subtype>".
 bool isNetworkType(std::string_view type) {
   static const std::unordered_set<std::string_view> kNetwork = {
-      "nfs",        "nfs4",          "cifs",          "smb3",           "smbfs",         "ncpfs",
-      "afs",        "coda",          "9p",            "ceph",           "glusterfs",     "lustre",
-      "gpfs",       "beegfs",        "orangefs",      "pvfs2",          "davfs",         "fuse.sshfs",
-      "fuse.rclone", "fuse.s3fs",    "fuse.gcsfuse",  "fuse.glusterfs", "fuse.ceph-fuse", "fuse.curlftpfs",
+      "nfs",           "nfs4",       "cifs",         "smb3",           "smbfs",          "ncpfs",
+      "afs",           "coda",       "9p",           "ceph",           "glusterfs",      "lustre",
+      "gpfs",          "beegfs",     "orangefs",     "pvfs2",          "davfs",          "fuse.sshfs",
+      "fuse.rclone",   "fuse.s3fs",  "fuse.gcsfuse", "fuse.glusterfs", "fuse.ceph-fuse", "fuse.curlftpfs",
       "fuse.smbnetfs", "fuse.davfs2"};
   return kNetwork.count(type) != 0;
 }
