@@ -1,7 +1,7 @@
 // A lock/unlock cycle of FileLocker on one document, against the same system calls written out by hand:
 // the user's, the machine's name and the time (getpwuid_r, gethostname, localtime_r and strftime), the
 // document opened and locked (open, F_OFD_SETLK), each of the two information files written under a name
-// of its own and renamed into place, then both deleted and everything closed.
+// of its own, locked and renamed into place, then both deleted and everything closed.
 //
 //   build/bench/bench_file_locker
 
@@ -12,7 +12,6 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
@@ -41,10 +40,18 @@ void BM_FileLocker(benchmark::State& state) {
   }
 }
 
+bool lockWhole(int fd) {
+  struct flock whole {};
+  whole.l_type = F_WRLCK;
+  return fcntl(fd, F_OFD_SETLK, &whole) == 0;
+}
+
 int writeInfoFile(const std::string& path, const std::string& content) {
-  const std::string temporary = path + ".Xy12ab";
+  static unsigned made = 0;  // a fresh name each time, as the locker's are
+  const std::string temporary = path + "." + std::to_string(++made);
   const int fd = open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (fd < 0 || write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
+  if (fd < 0 || !lockWhole(fd) ||
+      write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
       rename(temporary.c_str(), path.c_str()) != 0) {
     return -1;
   }
@@ -66,9 +73,7 @@ bool lockByHand(const std::string& dwl, const std::string& dwl2) {
   const std::string when(time, strftime(time, sizeof time, "%A, %B %d, %Y %X", &local));
 
   const int document = open(::document().c_str(), O_RDWR | O_CLOEXEC);
-  struct flock whole {};
-  whole.l_type = F_WRLCK;
-  if (document < 0 || fcntl(document, F_OFD_SETLK, &whole) != 0) return false;
+  if (document < 0 || !lockWhole(document)) return false;
   const int first = writeInfoFile(dwl, user + "\n" + host + "\n" + when);
   const int second = writeInfoFile(
       dwl2, "<?xml version=\"1.0\"?>\n<whprops>\n<username>" + user + "</username>\n<machinename>" + host +

@@ -75,7 +75,7 @@ TEST(FileLockerTest, ALockHoldsAgainstEveryOtherLockAndTellsWhoHoldsIt) {
   const mode_t mask = umask(0);
   umask(mask);
   EXPECT_EQ(fs::status(doc.dwl).permissions(), static_cast<fs::perms>(0666 & ~mask));
-  EXPECT_FALSE(locker.canLock(doc.od()) || locker.lock(doc.od()));
+  EXPECT_FALSE(locker.canLock(doc.od()) || locker.lock(doc.od()) || locker.lock(od(doc.dwl)));
   EXPECT_EQ(fileBytes(doc.path), "drawing");  // readers still read
   EXPECT_TRUE(FileLocker::isLocked(doc.od()) && holder.unlock() && holder.unlock());
   EXPECT_EQ(std::distance(fs::directory_iterator(doc.dir.path()), {}), 1);  // only the document is left

@@ -28,7 +28,8 @@ NativeHandle openLockedDocument(const OdString& path);
 
 // Writes `content` as the file `path`, in one step replacing any file of that name (a reader sees the
 // old file or all of the new one), for every account to read as far as the folder and the process's
-// defaults allow, and leaves it open. kNoHandle when it cannot be written; an old file then stays.
+// defaults allow, and leaves it open; while it is open, openLockedDocument of it fails. kNoHandle when
+// it cannot be written; an old file then stays.
 NativeHandle createLockInfoFile(const OdString& path, std::string_view content);
 
 // Closes `handle`; false when the system reports a failure, after which the handle is gone all the same.

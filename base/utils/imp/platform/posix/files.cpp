@@ -49,10 +49,16 @@ bool createFile(const std::string& file, Sharing sharing) {
   return close(fd) == 0 && ok;
 }
 
-// The names are our own rather than mkostemp's, whose files are made 0600 whatever the mode asked.
+// The names are our own rather than mkostemp's, whose files are made 0600 whatever the mode asked. A
+// forked child draws other names than its parent.
 int createBeside(const std::string& path, mode_t mode, std::string& temporary) {
   static constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-  thread_local std::minstd_rand random(std::random_device{}() ^ static_cast<unsigned>(getpid()));
+  thread_local std::minstd_rand random;
+  thread_local pid_t seededIn = 0;
+  if (const pid_t pid = getpid(); pid != seededIn) {
+    random.seed(std::random_device{}() ^ static_cast<unsigned>(pid));
+    seededIn = pid;
+  }
   for (int attempt = 0; attempt < 100; ++attempt) {
     temporary = path + '.';
     for (int i = 0; i < 6; ++i) temporary += kLetters[random() % (sizeof kLetters - 1)];

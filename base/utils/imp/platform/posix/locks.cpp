@@ -17,28 +17,38 @@
 
 namespace ut::platform {
 
-NativeHandle openLockedDocument(const OdString& path) {
-  const int fd = open(fileNameToNarrow(path.view()).c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY);
-  if (fd < 0) return kNoHandle;
+namespace {
+
+// A write lock on the whole of the file `fd` has open, for as long as that open file lives.
+bool lockWhole(int fd) {
   struct flock whole {};
   whole.l_type = F_WRLCK;
   whole.l_whence = SEEK_SET;
   int result;
   while ((result = fcntl(fd, F_OFD_SETLK, &whole)) != 0 && errno == EINTR) {
   }
-  if (result == 0) return fd;
+  return result == 0;
+}
+
+}  // namespace
+
+NativeHandle openLockedDocument(const OdString& path) {
+  const int fd = open(fileNameToNarrow(path.view()).c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY);
+  if (fd < 0 || lockWhole(fd)) return fd;
   close(fd);
   return kNoHandle;
 }
 
 // Written under a name of its own and renamed over the old file, so that another instance reading the
 // information never sees half of it, and a file that a crashed holder left behind is replaced even
-// where it belongs to another account.
+// where it belongs to another account. Locked as a document is, so that nobody takes it for one while
+// it is held (where the file system keeps no locks, it is written all the same).
 NativeHandle createLockInfoFile(const OdString& path, std::string_view content) {
   const std::string target = fileNameToNarrow(path.view());
   std::string temporary;
   const int fd = posix::createBeside(target, 0666, temporary);
   if (fd < 0) return kNoHandle;
+  (void)lockWhole(fd);
   if (posix::writeAll(fd, content) && rename(temporary.c_str(), target.c_str()) == 0) return fd;
   unlink(temporary.c_str());
   close(fd);

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <mutex>
 #include <string>
 
 namespace ut::platform {
@@ -41,11 +42,20 @@ OdString userConfigDir(const OdString& vendor) {
 
 OdString machineConfigDir(const OdString& vendor) { return L"/etc/xdg/" + vendor + L"/"; }
 
+// The account database may be a service far away, and a process seldom changes its account: the name
+// is asked for again only when it does.
 OdString loginName() {
+  static std::mutex mutex;
+  static uid_t namedUid = 0;
+  static OdString name;
   const uid_t uid = getuid();
-  const std::string name = posix::accountName(uid);
-  const std::wstring wide = codePageToWide(name, kAnsiCodePage);
-  return wide.empty() ? OdString(std::to_wstring(uid)) : OdString(wide);
+  const std::lock_guard lock(mutex);
+  if (name.isEmpty() || uid != namedUid) {
+    const std::wstring wide = codePageToWide(posix::accountName(uid), kAnsiCodePage);
+    name = wide.empty() ? OdString(std::to_wstring(uid)) : OdString(wide);
+    namedUid = uid;
+  }
+  return name;
 }
 
 OdString hostName() {
