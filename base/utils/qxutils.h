@@ -19,6 +19,7 @@
 #include "ut_csv.h"
 #include "ut_dev_settings.h"
 #include "ut_file.h"
+#include "ut_file_locker.h"
 #include "ut_filename.h"
 #include "ut_log.h"
 #include "ut_natural_sort.h"

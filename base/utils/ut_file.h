@@ -1,12 +1,14 @@
 // Files and directories: whole-file reading and writing, copy, rename and remove, access tests, folder
-// joining, content comparison, and two small classes for an open file (`File`) and a directory's listing
-// (`Dir`). Every failure is a result (false, -1, an empty string); nothing here throws or logs.
+// joining, content comparison, two small classes for an open file (`File`) and a directory's listing
+// (`Dir`), and a guard against network shares whose server has stopped answering. Every failure is a
+// result (false, -1, an empty string); nothing here throws, and only the guard reports (see below).
 //
 //   std::string bytes;
 //   if (ut::readEntireFile(L"/tmp/plan.dwg", bytes)) ...
 //   ut::copyFile(L"/tmp/plan.dwg", L"/tmp/plan.bak");
 //   ut::appendFolder(L"/opt/veltocad", L"fonts");          // L"/opt/veltocad/fonts/"
 //   ut::expandedFileExists(L"$HOME/.profile");             // true when it exists
+//   ut::isNetworkPathAvailable(L"/mnt/nfs/plan.dwg");      // false while that share's server is silent
 //
 //   ut::File file(L"/tmp/log.txt", ut::File::eAppend);
 //   file.write("one more line\n");
@@ -121,6 +123,17 @@ OdString firstAccessibleDir(const OdArray<OdString>& dirs, int mode = eAccessRea
 // `path` and `folder` joined by exactly one separator, ending in a separator: ("/a/", "b") gives "/a/b/".
 // An empty `path` gives `folder` and a separator.
 OdString appendFolder(const OdString& path, const OdString& folder);
+
+// False while `path` lies on a network share (an NFS, SMB, SSHFS or similar mount) that is marked
+// unavailable; true for every other path, local ones without asking anything. A share whose server does
+// not answer a probe within two seconds is marked for five minutes, and each marking is reported through
+// the assertion callbacks ("The network path with root directory '/mnt/nfs' is not available at the
+// moment and will be ignored for the next 5 minute(s) or until restart."). So a caller never waits here
+// longer than the probe's two seconds, and may skip a path that would have made it wait for the server's
+// own time-out. A share that answered is not asked again for ten seconds. The share is found from the
+// path as it is spelt ("." and ".." resolved, a relative path taken from the working directory); a
+// symbolic link into a share is not followed. Any thread may call it.
+bool isNetworkPathAvailable(const OdString& path);
 
 // Whether two files hold the same bytes. False when either cannot be read. The comparisons of text
 // files, line by line, are in ut_text_file.h.

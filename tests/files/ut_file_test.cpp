@@ -1,16 +1,24 @@
 #include "ut_file.h"
+#include "ut_file_locker.h"
 #include "ut_system.h"
 #include "ut_text_file.h"
 
+#include "files/ut_file_p.h"
+#include "platform/posix/files_posix.h"
 #include "test_support.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <string>
+#include <thread>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -164,6 +172,106 @@ TEST(SystemTest, ExecutableAndConfigurationFolders) {
   EXPECT_TRUE(fs::exists(fs::path(folder.c_str()) / "ut_file_test"));
   qxtest::ScopedEnv config("XDG_CONFIG_HOME", "/somewhere");
   EXPECT_EQ(ut::getUserConfigDir(), L"/somewhere/Korvani/");
+}
+
+// --- Network roots ---------------------------------------------------------------------------------------
+
+class NetworkRootTest : public testing::Test {
+ protected:
+  // The test's directory as a network share, with a local disk mounted inside it. Its server answers at
+  // once or, when `silent`, once serverBack() is called; the clock moves when advance() moves it.
+  void install(bool silent, std::chrono::milliseconds probeTimeout) {
+    ut::internal::NetworkRootSettings settings;
+    settings.mountTable = [share = share()] {
+      return std::make_shared<const ut::platform::MountTable>(
+          ut::platform::MountTable{{L"/", false}, {share, true}, {share + L"/disk", false}});
+    };
+    settings.probe = [asked = m_asked, back = m_back.get_future().share()](const OdString&) {
+      ++*asked;
+      back.wait();
+    };
+    settings.now = [elapsed = m_elapsed] {
+      return std::chrono::steady_clock::time_point(std::chrono::seconds(*elapsed));
+    };
+    settings.probeTimeout = probeTimeout;
+    ut::internal::setNetworkRootSettings(settings);
+    if (!silent) serverBack();
+  }
+  void serverBack() { m_back.set_value(); }
+  // A probe still waiting is let go when the promise goes.
+  void TearDown() override { ut::internal::setNetworkRootSettings({}); }
+  void advance(std::chrono::seconds by) { *m_elapsed += by.count(); }
+  OdString share() const { return od(m_share.path()); }
+
+  TempDir m_share;
+  std::shared_ptr<std::atomic<int>> m_asked = std::make_shared<std::atomic<int>>(0);
+
+ private:
+  std::promise<void> m_back;
+  std::shared_ptr<std::atomic<long long>> m_elapsed = std::make_shared<std::atomic<long long>>(0);
+};
+
+TEST_F(NetworkRootTest, OnlyPathsOnAShareAskItsServerWhichIsTrustedForTenSeconds) {
+  install(false, std::chrono::seconds(60));
+  // Each row: seconds since the row before, a path, and how many probes have been made after it.
+  const std::tuple<int, OdString, int> cases[] = {
+      {0, share() + L"2/plan.dwg", 0},   {0, share() + L"/disk/plan.dwg", 0},
+      {0, share() + L"/../plan.dwg", 0}, {0, share(), 1},
+      {9, share() + L"/plan.dwg", 1},    {1, share() + L"/./disk/../plan.dwg", 2}};
+  for (const auto& [seconds, path, asked] : cases) {
+    advance(std::chrono::seconds(seconds));
+    EXPECT_TRUE(ut::isNetworkPathAvailable(path));
+    EXPECT_EQ(*m_asked, asked) << testing::PrintToString(path);
+  }
+}
+
+TEST_F(NetworkRootTest, ASilentShareIsReportedAndIgnoredForFiveMinutes) {
+  install(true, std::chrono::milliseconds(20));
+  const OdString path = write(m_share.path() / "plan.dwl", "anna\nPC7\nnow");
+  qxtest::Reports reports;
+  std::atomic<int> available = 0;
+  std::vector<std::thread> callers;  // callers at once share one probe and one report
+  for (int i = 0; i < 4; ++i) callers.emplace_back([&] { available += ut::isNetworkPathAvailable(path); });
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(available, 0);
+  EXPECT_EQ(reports.lines(),
+            std::vector<std::string>{"ut::isNetworkPathAvailable: The network path with root directory '" +
+                                     m_share.path().string() +
+                                     "' is not available at the moment and will be ignored "
+                                     "for the next 5 minute(s) or until restart."});
+  // Lock information on it counts as absent.
+  OdString user;
+  EXPECT_FALSE(ut::FileLocker::hasDwl(share() + L"/plan.dwg") ||
+               ut::readLockFileInfo(path, user, user, user));
+  advance(std::chrono::seconds(299));
+  EXPECT_FALSE(ut::isNetworkPathAvailable(path));
+  // Five minutes on, the first probe still hangs: the share is marked again without a second thread.
+  advance(std::chrono::seconds(1));
+  EXPECT_FALSE(ut::isNetworkPathAvailable(path));
+  EXPECT_EQ(reports.lines().size(), 2u);
+  // The server is back; its late answer counts once the period is over (the probe's thread may need a
+  // moment to take it in).
+  serverBack();
+  EXPECT_FALSE(ut::isNetworkPathAvailable(path));
+  do advance(std::chrono::minutes(5));
+  while (!ut::isNetworkPathAvailable(path));
+  EXPECT_EQ(*m_asked, 1);
+}
+
+TEST(MountTableTest, ReadsMountPointsAndTellsNetworkFileSystems) {
+  std::wstring found;
+  for (const auto& mount :
+       ut::platform::posix::parseMountInfo("27 1 254:1 / / rw shared:1 - ext4 /dev/vda rw\n"
+                                           "40 27 0:40 / /mnt/a\\040b rw shared:5 master:2 - nfs4 srv:/a rw\n"
+                                           "42 27 0:42 / /mnt/\\303\\274 rw - fuse.sshfs ann@srv: rw\n"
+                                           "46 27 0:46 / /mnt/\\377 rw - nfs s:/x rw\n"
+                                           "47 27 0:47 / /mnt/last rw - tmpfs tmpfs rw")) {
+    found += mount.path.str() + (mount.network ? L"* " : L" ");
+  }
+  EXPECT_EQ(found, L"/ /mnt/a b* /mnt/\u00FC* /mnt/last ");
+  // The process's own table stays the same table while nothing is mounted.
+  const auto own = ut::platform::mountTable();
+  EXPECT_TRUE(!own->empty() && ut::platform::mountTable() == own);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // What every platform backend provides to the file families: the native form of a path, the owner of a
-// file, and the means to keep the library's own files (the configuration file, the registry hives) safe
-// from other accounts and from each other's writers. The POSIX backend is posix/files.cpp.
+// file, the means to keep the library's own files (the configuration file, the registry hives) safe
+// from other accounts and from each other's writers, and the file systems mounted over a network. The
+// POSIX backend is posix/files.cpp and posix/mounts.cpp.
 
 #ifndef QX_FILE_PLATFORM_H
 #define QX_FILE_PLATFORM_H
@@ -11,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace ut::platform {
 
@@ -58,6 +60,25 @@ class FileLock {
   struct Held;
   std::unique_ptr<Held> m_held;
 };
+
+// A mounted file system: where it is mounted, and whether a server on the network serves it (NFS,
+// SMB, SSHFS and the like), so that it may stop answering.
+struct MountPoint {
+  OdString path;
+  bool network = false;
+};
+using MountTable = std::vector<MountPoint>;
+
+// The file systems the process sees mounted now, in the order they were mounted. A table never changes
+// once made: a mount or unmount gives a new one. Cheap while nothing is mounted or unmounted. May be
+// called from any thread.
+std::shared_ptr<const MountTable> mountTable();
+
+// Asks the file system that holds `root` for its size and free space, which over a network the server
+// answers itself (no cache does). Returns when the answer comes: for a server that does not answer,
+// perhaps never, so call it only where the caller can abandon the wait. False when the answer is an
+// error.
+bool probeFileSystem(const OdString& root);
 
 }  // namespace ut::platform
 

@@ -5,16 +5,20 @@
 // a port, and shows that they compile together. A backend may use the core layer (codecs, case folding,
 // assertion callbacks, the company's name) and nothing above it.
 //
-//   platform/files.h     native paths, files' owners, private files and folders, file locks and stamps
+//   platform/files.h     native paths, files' owners, private files and folders, file locks and stamps,
+//                        the mount table and probes of network file systems
+//   platform/locks.h     documents locked for editing, and the lock information files beside them
 //   platform/registry.h  keys, values and transactions of the registry (posix/: SQLite hives)
 //   platform/system.h    the executable's folder, the user's and the machine's configuration folders,
-//                        thread ids, debug output
-//   platform/text.h      code pages, character direction, the user's number format, thread locales
+//                        the login and host names, thread ids, debug output
+//   platform/text.h      code pages, character direction, the user's number and time formats, thread
+//                        locales
 
 #ifndef QX_PLATFORM_PORT_H
 #define QX_PLATFORM_PORT_H
 
 #include "files.h"
+#include "locks.h"
 #include "registry.h"
 #include "system.h"
 #include "text.h"

@@ -57,6 +57,10 @@ class ThreadLocaleSwitch {
   std::unique_ptr<State> m_state;
 };
 
+// The local time now as strftime writes it with `format` in the user's locale, in the ANSI code page;
+// at most 255 bytes, empty when longer.
+std::string formatLocalTime(const char* format);
+
 enum class CharDirection { LeftToRight, RightToLeft, Neutral };
 CharDirection charDirection(wchar_t c);
 

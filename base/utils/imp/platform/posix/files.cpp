@@ -1,6 +1,7 @@
 // File services on POSIX: '/' is the separator, a file's owner is the user name of its uid, modes are
 // set with chmod after creation (creation alone passes them through the umask), a file is replaced by
-// renaming a finished copy over it, and locks are flock() locks on a file of their own.
+// renaming a finished copy over it, locks are flock() locks on a file of their own, and a file system is
+// probed with statvfs(), which NFS, SMB and SFTP answer from the server.
 
 #include "platform/files.h"
 
@@ -11,11 +12,13 @@
 #include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -46,9 +49,24 @@ bool createFile(const std::string& file, Sharing sharing) {
   return close(fd) == 0 && ok;
 }
 
-}  // namespace posix
-
-namespace {
+// The names are our own rather than mkostemp's, whose files are made 0600 whatever the mode asked. A
+// forked child draws other names than its parent.
+int createBeside(const std::string& path, mode_t mode, std::string& temporary) {
+  static constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+  thread_local std::minstd_rand random;
+  thread_local pid_t seededIn = 0;
+  if (const pid_t pid = getpid(); pid != seededIn) {
+    random.seed(std::random_device{}() ^ static_cast<unsigned>(pid));
+    seededIn = pid;
+  }
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    temporary = path + '.';
+    for (int i = 0; i < 6; ++i) temporary += kLetters[random() % (sizeof kLetters - 1)];
+    const int fd = open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (fd >= 0 || errno != EEXIST) return fd;
+  }
+  return -1;
+}
 
 bool writeAll(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
@@ -60,7 +78,16 @@ bool writeAll(int fd, std::string_view bytes) {
   return true;
 }
 
-}  // namespace
+std::string accountName(uid_t uid) {
+  const long size = sysconf(_SC_GETPW_R_SIZE_MAX);
+  std::vector<char> buffer(size > 0 ? static_cast<size_t>(size) : 16384);
+  struct passwd entry {};
+  struct passwd* found = nullptr;
+  if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || !found) return std::string();
+  return found->pw_name;
+}
+
+}  // namespace posix
 
 OdString correctPathSeparators(const OdString& path) {
   OdString corrected = path;
@@ -72,12 +99,7 @@ OdString correctPathSeparators(const OdString& path) {
 bool fileOwner(const OdString& path, OdString& owner) {
   struct stat status {};
   if (path.isEmpty() || stat(fileNameToNarrow(path.view()).c_str(), &status) != 0) return false;
-  long size = sysconf(_SC_GETPW_R_SIZE_MAX);
-  std::vector<char> buffer(size > 0 ? static_cast<size_t>(size) : 16384);
-  struct passwd entry {};
-  struct passwd* found = nullptr;
-  if (getpwuid_r(status.st_uid, &entry, buffer.data(), buffer.size(), &found) != 0 || !found) return false;
-  owner = OdString(codePageToWide(found->pw_name, kAnsiCodePage));
+  owner = OdString(codePageToWide(posix::accountName(status.st_uid), kAnsiCodePage));
   return !owner.isEmpty();
 }
 
@@ -97,10 +119,10 @@ bool replaceFile(const OdString& file, std::string_view bytes, Sharing sharing) 
   struct stat existing {};
   const mode_t mode =
       stat(path.c_str(), &existing) == 0 ? existing.st_mode & 07777 : posix::modeOf(sharing, false);
-  std::string temporary = path + ".XXXXXX";
-  const int fd = mkostemp(temporary.data(), O_CLOEXEC);
+  std::string temporary;
+  const int fd = posix::createBeside(path, 0600, temporary);
   if (fd < 0) return false;
-  bool ok = fchmod(fd, mode) == 0 && writeAll(fd, bytes);
+  bool ok = fchmod(fd, mode) == 0 && posix::writeAll(fd, bytes);
   ok = close(fd) == 0 && ok;
   if (ok && rename(temporary.c_str(), path.c_str()) == 0) return true;
   unlink(temporary.c_str());
@@ -131,5 +153,10 @@ FileLock::~FileLock() {
 }
 
 bool FileLock::locked() const { return m_held != nullptr; }
+
+bool probeFileSystem(const OdString& root) {
+  struct statvfs status {};
+  return statvfs(fileNameToNarrow(root.view()).c_str(), &status) == 0;
+}
 
 }  // namespace ut::platform

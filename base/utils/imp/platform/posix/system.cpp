@@ -1,16 +1,20 @@
 // System information on POSIX: the executable from /proc/self/exe, configuration folders where the XDG
-// base directory rules place them, thread ids from gettid(), debug output on standard error.
+// base directory rules place them, the account's name from the account database, thread ids from gettid(),
+// debug output on standard error.
 
 #include "platform/system.h"
 
+#include "platform/posix/files_posix.h"
 #include "platform/text.h"
 
 #include "core/ut_utf8.h"
 
+#include <limits.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 
 namespace ut::platform {
@@ -41,6 +45,28 @@ OdString userConfigDir(const OdString& vendor) {
 }
 
 OdString machineConfigDir(const OdString& vendor) { return L"/etc/xdg/" + vendor + L"/"; }
+
+// The account database may be a service far away, and a process seldom changes its account: the name
+// is asked for again only when it does.
+OdString loginName() {
+  static std::mutex mutex;
+  static uid_t namedUid = 0;
+  static OdString name;
+  const uid_t uid = getuid();
+  const std::lock_guard lock(mutex);
+  if (name.isEmpty() || uid != namedUid) {
+    const std::wstring wide = codePageToWide(posix::accountName(uid), kAnsiCodePage);
+    name = wide.empty() ? OdString(std::to_wstring(uid)) : OdString(wide);
+    namedUid = uid;
+  }
+  return name;
+}
+
+OdString hostName() {
+  char name[HOST_NAME_MAX + 1] = {};
+  if (gethostname(name, sizeof name - 1) != 0) return OdString();
+  return OdString(codePageToWide(name, kAnsiCodePage));
+}
 
 unsigned long currentThreadId() { return static_cast<unsigned long>(gettid()); }
 

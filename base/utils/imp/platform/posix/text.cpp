@@ -16,7 +16,9 @@
 #include <cerrno>
 #include <climits>
 #include <clocale>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -26,9 +28,23 @@ namespace ut::platform {
 namespace {
 
 // The user's locale as the environment names it now (LC_ALL, LC_*, LANG), falling back to "C" when it
-// names a locale that is not installed. Opened per use, so that a changed environment counts.
+// names a locale that is not installed. Loading a locale maps its files, which costs far more than most
+// uses of it, so the one loaded last serves while the environment names the same.
 class UserLocale {
  public:
+  static std::shared_ptr<const UserLocale> current() {
+    static std::mutex mutex;
+    static std::string loadedFor;
+    static std::shared_ptr<const UserLocale> loaded;
+    std::string key = environmentKey();
+    const std::lock_guard lock(mutex);
+    if (!loaded || key != loadedFor) {
+      loaded = std::make_shared<const UserLocale>();
+      loadedFor = std::move(key);
+    }
+    return loaded;
+  }
+
   UserLocale() : m_locale(newlocale(LC_ALL_MASK, "", locale_t(nullptr))) {
     if (!m_locale) m_locale = newlocale(LC_ALL_MASK, "C", locale_t(nullptr));
   }
@@ -39,12 +55,29 @@ class UserLocale {
   UserLocale& operator=(const UserLocale&) = delete;
 
   const char* info(nl_item item) const { return m_locale ? nl_langinfo_l(item, m_locale) : ""; }
+  // The number of bytes strftime wrote, 0 when they did not fit.
+  size_t formatTime(char* buffer, size_t size, const char* format, const std::tm& time) const {
+    return m_locale ? strftime_l(buffer, size, format, &time, m_locale) : strftime(buffer, size, format, &time);
+  }
 
  private:
+  // What names the locale that "" stands for.
+  static std::string environmentKey() {
+    std::string key;
+    for (const char* name : {"LC_ALL", "LC_CTYPE", "LC_NUMERIC", "LC_TIME", "LC_COLLATE", "LC_MONETARY",
+                             "LC_MESSAGES", "LC_PAPER", "LC_NAME", "LC_ADDRESS", "LC_TELEPHONE",
+                             "LC_MEASUREMENT", "LC_IDENTIFICATION", "LANG", "LOCPATH"}) {
+      const char* value = std::getenv(name);
+      key += value ? value : "\x01";  // unset differs from set to ""
+      key += '\0';
+    }
+    return key;
+  }
+
   locale_t m_locale;
 };
 
-std::string ansiCodeset() { return UserLocale().info(CODESET); }
+std::string ansiCodeset() { return UserLocale::current()->info(CODESET); }
 
 bool isUtf8(const std::string& codeset) { return strcasecmp(codeset.c_str(), "UTF-8") == 0; }
 
@@ -236,12 +269,20 @@ CharDirection charDirection(wchar_t c) {
   return CharDirection::Neutral;
 }
 
+std::string formatLocalTime(const char* format) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local {};
+  char buffer[256];
+  if (!localtime_r(&now, &local)) return std::string();
+  return std::string(buffer, UserLocale::current()->formatTime(buffer, sizeof buffer, format, local));
+}
+
 NumberFormatInfo userNumberFormat() {
-  const UserLocale locale;
+  const std::shared_ptr<const UserLocale> locale = UserLocale::current();
   NumberFormatInfo info;
-  info.decimalSeparator = localeText(locale, RADIXCHAR);
-  info.thousandSeparator = localeText(locale, THOUSEP);
-  info.grouping = windowsGrouping(locale.info(GROUPING));
+  info.decimalSeparator = localeText(*locale, RADIXCHAR);
+  info.thousandSeparator = localeText(*locale, THOUSEP);
+  info.grouping = windowsGrouping(locale->info(GROUPING));
   return info;
 }
 
