@@ -31,5 +31,6 @@
 #include "ut_system.h"
 #include "ut_text_file.h"
 #include "ut_win32_types.h"
+#include "ut_zlib.h"
 
 #endif
