@@ -38,18 +38,6 @@ bool makeDirectories(const std::string& dir, Sharing sharing) {
   return chmod(dir.c_str(), mode) == 0;
 }
 
-bool createFile(const std::string& file, Sharing sharing) {
-  const mode_t mode = modeOf(sharing, false);
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-  if (fd < 0) return errno == EEXIST;
-  const bool ok = fchmod(fd, mode) == 0;
-  return close(fd) == 0 && ok;
-}
-
-}  // namespace posix
-
-namespace {
-
 bool writeAll(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(fd, bytes.data(), bytes.size());
@@ -60,7 +48,15 @@ bool writeAll(int fd, std::string_view bytes) {
   return true;
 }
 
-}  // namespace
+bool createFile(const std::string& file, Sharing sharing) {
+  const mode_t mode = modeOf(sharing, false);
+  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+  if (fd < 0) return errno == EEXIST;
+  const bool ok = fchmod(fd, mode) == 0;
+  return close(fd) == 0 && ok;
+}
+
+}  // namespace posix
 
 OdString correctPathSeparators(const OdString& path) {
   OdString corrected = path;
@@ -100,7 +96,7 @@ bool replaceFile(const OdString& file, std::string_view bytes, Sharing sharing) 
   std::string temporary = path + ".XXXXXX";
   const int fd = mkostemp(temporary.data(), O_CLOEXEC);
   if (fd < 0) return false;
-  bool ok = fchmod(fd, mode) == 0 && writeAll(fd, bytes);
+  bool ok = fchmod(fd, mode) == 0 && posix::writeAll(fd, bytes);
   ok = close(fd) == 0 && ok;
   if (ok && rename(temporary.c_str(), path.c_str()) == 0) return true;
   unlink(temporary.c_str());

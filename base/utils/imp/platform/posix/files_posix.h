@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <string_view>
 
 namespace ut::platform::posix {
 
@@ -15,6 +16,8 @@ namespace ut::platform::posix {
 mode_t modeOf(Sharing sharing, bool isDir);
 // Makes `dir` and its missing parents with the mode of `sharing`, whatever the umask.
 bool makeDirectories(const std::string& dir, Sharing sharing);
+// Writes all of `bytes` to `fd`, going on after interruptions; false when a write fails.
+bool writeAll(int fd, std::string_view bytes);
 // Creates `file`, empty, with the mode of `sharing` unless it exists; false when it can be neither.
 bool createFile(const std::string& file, Sharing sharing);
 
