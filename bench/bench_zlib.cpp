@@ -2,15 +2,15 @@
 // with fread and fwrite, on the same 100 MB file in the same run. The engine keeps its 4096-byte blocks,
 // with a progress call after each.
 //
-// The file is made once per run, from a fixed seed, of 1 MiB pieces in turn: text (drawing-exchange-like
-// lines of codes, layer names and coordinates), binary records (little-endian integers and doubles of a
-// mesh), and already-compressed data (the text piece deflated, which deflate cannot shrink again).
+// The file is made once per run, from a fixed seed, of 1 MiB pieces in turn of the three kinds of
+// mixed_content.h: text, binary records and already-compressed data.
 //
 //   build/bench/bench_zlib
 
 #include "ut_zlib.h"
 
 #include "bench_support.h"
+#include "mixed_content.h"
 
 #include <benchmark/benchmark.h>
 #include <zlib.h>
@@ -35,52 +35,12 @@ using qxbench::workDir;
 std::string path(const char* name) { return (workDir() / name).string(); }
 std::wstring wide(const std::string& narrow) { return std::filesystem::path(narrow).wstring(); }
 
-std::string textPiece(std::mt19937& random) {
-  static const char* const kLayers[] = {"A-WALL", "S-BEAM", "M-PIPE", "E-LITE", "0", "DIM"};
-  std::string text;
-  char line[96];
-  while (text.size() < kPiece) {
-    std::snprintf(line, sizeof line, "  0\nLINE\n  8\n%s\n 10\n%.4f\n 20\n%.4f\n", kLayers[random() % 6],
-                  (random() % 1000000) / 100.0, (random() % 1000000) / 100.0);
-    text += line;
-  }
-  text.resize(kPiece);
-  return text;
-}
-
-std::string binaryPiece(std::mt19937& random) {
-  std::string bytes;
-  while (bytes.size() < kPiece) {
-    const int32_t index = static_cast<int32_t>(random() % 5000);
-    const double point[3] = {(random() % 10000) * 0.25, (random() % 10000) * 0.25, (random() % 40) * 0.5};
-    bytes.append(reinterpret_cast<const char*>(&index), sizeof index);
-    bytes.append(reinterpret_cast<const char*>(point), sizeof point);
-  }
-  bytes.resize(kPiece);
-  return bytes;
-}
-
-std::string compressedPiece(std::mt19937& random) {
-  std::string packed;
-  while (packed.size() < kPiece) {
-    std::string text = textPiece(random);
-    uLongf size = compressBound(text.size());
-    std::string out(size, '\0');
-    compress2(reinterpret_cast<Bytef*>(out.data()), &size, reinterpret_cast<const Bytef*>(text.data()),
-              text.size(), 9);
-    packed.append(out.data(), size);
-  }
-  packed.resize(kPiece);
-  return packed;
-}
-
 void prepare() {
   static const bool prepared = [] {
     std::mt19937 random(2024);
     std::FILE* out = std::fopen(path("mixed.bin").c_str(), "wb");
     for (size_t written = 0, i = 0; written < kFileBytes; written += kPiece, ++i) {
-      const std::string piece = i % 3 == 0 ? textPiece(random) : i % 3 == 1 ? binaryPiece(random)
-                                                                            : compressedPiece(random);
+      const std::string piece = qxbench::mixedContent(random, static_cast<int>(i % 3), kPiece);
       std::fwrite(piece.data(), 1, std::min(kPiece, kFileBytes - written), out);
     }
     std::fclose(out);
