@@ -2,6 +2,7 @@
 
 #include "test_support.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <wx/mstream.h>
 #include <wx/wfstream.h>
@@ -12,7 +13,6 @@
 #include <fstream>
 #include <map>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,6 +22,9 @@ namespace fs = std::filesystem;
 using qxtest::fileBytes;
 using qxtest::Reports;
 using qxtest::TempDir;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
 using Tree = std::map<std::string, std::string>;
 
 OdString od(const fs::path& path) { return path.wstring().c_str(); }
@@ -69,45 +72,38 @@ struct RawEntry {
 };
 
 std::string storedZip(const std::vector<RawEntry>& entries) {
-  const auto le = [](std::string& out, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i));
+  std::string local, central, end;
+  const auto le = [](std::string& out, std::initializer_list<std::pair<uint32_t, int>> fields) {
+    for (const auto& [value, bytes] : fields)
+      for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i));
   };
-  std::string local, central;
   for (const RawEntry& entry : entries) {
     const uint32_t crc = crc32(0, reinterpret_cast<const Bytef*>(entry.data.data()), entry.data.size());
-    const uint32_t offset = local.size();
-    for (std::string* header : {&local, &central}) {
-      le(*header, header == &local ? 0x04034b50 : 0x02014b50, 4);
-      if (header == &central) le(*header, 0x0314, 2);  // made by Unix
-      le(*header, 10, 2), le(*header, 0, 2), le(*header, 0, 2), le(*header, 0x00210000, 4);
-      le(*header, crc, 4), le(*header, entry.data.size(), 4), le(*header, entry.data.size(), 4);
-      le(*header, entry.name.size(), 2), le(*header, 0, 2);
-      if (header == &central) le(*header, 0, 2), le(*header, 0, 2), le(*header, 0, 2), le(*header, entry.unixMode << 16, 4), le(*header, offset, 4);
-      *header += entry.name;
-    }
-    local += entry.data;
+    const uint32_t size = entry.data.size(), nameSize = entry.name.size(), offset = local.size();
+    const auto common = {std::pair<uint32_t, int>{10, 2}, {0, 2}, {0, 2}, {0x00210000, 4}, {crc, 4}, {size, 4},
+                         {size, 4}, {nameSize, 2}, {0, 2}};
+    le(local, {{0x04034b50, 4}});
+    le(local, common);
+    le(central, {{0x02014b50, 4}, {0x0314, 2}});  // made by Unix
+    le(central, common);
+    le(central, {{0, 2}, {0, 2}, {0, 2}, {entry.unixMode << 16, 4}, {offset, 4}});
+    local += entry.name + entry.data;
+    central += entry.name;
   }
-  std::string end;
-  le(end, 0x06054b50, 4), le(end, 0, 4), le(end, entries.size(), 2), le(end, entries.size(), 2);
-  le(end, central.size(), 4), le(end, local.size(), 4), le(end, 0, 2);
+  const uint32_t count = entries.size(), centralSize = central.size(), localSize = local.size();
+  le(end, {{0x06054b50, 4}, {0, 4}, {count, 2}, {count, 2}, {centralSize, 4}, {localSize, 4}, {0, 2}});
   return local + central + end;
 }
 
-// The absolute path of a program on PATH; empty when there is none.
-std::string tool(const char* name) {
-  std::istringstream path(std::getenv("PATH") ? std::getenv("PATH") : "");
-  for (std::string dir; std::getline(path, dir, ':');) {
-    if (!dir.empty() && access((fs::path(dir) / name).c_str(), X_OK) == 0) return (fs::path(dir) / name).string();
-  }
-  return {};
-}
-
-// Runs a program; its exit code and standard output.
-std::pair<int, std::string> run(const std::vector<std::string>& args) {
+// Runs a program found on PATH; its exit code and standard output.
+std::pair<int, std::string> run(std::vector<std::string> args) {
+  args.insert(args.begin(), "/usr/bin/env");
   qxtest::ChildProcess child(args);
   std::string output = child.read(EOF);
   return {child.wait(), output};
 }
+
+bool installed(const std::string& tools) { return run({"sh", "-c", "command -v " + tools + " >/dev/null"}).first == 0; }
 
 TEST(ZipTest, FolderComesBackWholeWithItsNamesAndTimes) {
   TempDir dir;
@@ -119,48 +115,48 @@ TEST(ZipTest, FolderComesBackWholeWithItsNamesAndTimes) {
   OdArray<OdString> names{L"kept"};
   ASSERT_TRUE(ut::getZippedFolderEntries(zip, names));
   ASSERT_EQ(names.size(), 1 + project.size() + 1);
-  EXPECT_EQ(names[0], L"kept");
-  EXPECT_EQ(names[1], L"project/");
-  EXPECT_EQ(names[2], L"project/Straße/");
-  EXPECT_EQ(names[3], L"project/Straße/Übersicht ü.txt");
+  EXPECT_EQ((OdArray<OdString>{names[0], names[1], names[2], names[3]}),
+            (OdArray<OdString>{L"kept", L"project/", L"project/Straße/", L"project/Straße/Übersicht ü.txt"}));
 
   ASSERT_TRUE(ut::unzipFolder(zip, od(dir.path() / "out")));
   EXPECT_EQ(snapshot(dir.path() / "out" / "project"), project);
+  // In packs, and in any order.
+  ut::UnzippingHelper helper(zip, od(dir.path() / "packs"));
+  EXPECT_FALSE(helper.init(0));
+  ASSERT_TRUE(helper.init(7));
+  EXPECT_EQ(helper.entryCount(), project.size() + 1);
+  ASSERT_EQ(helper.packCount(), (project.size() + 1 + 6) / 7);
+  for (unsigned pack = 0; pack < helper.packCount(); ++pack) EXPECT_TRUE(helper.unzipPackOfEntries(helper.packCount() - 1 - pack));
+  EXPECT_FALSE(helper.unzipPackOfEntries(static_cast<unsigned>(helper.packCount())));
+  EXPECT_EQ(snapshot(dir.path() / "packs" / "project"), project);
   const auto time = [](const fs::path& path) { return fs::last_write_time(path).time_since_epoch(); };
   EXPECT_LE(std::chrono::abs(time(dir.path() / "out/project/plan.dwg") - time(dir.path() / "project/plan.dwg")),
             std::chrono::seconds(2));  // DOS time counts in two seconds
 }
 
 TEST(ZipTest, ArchivesAreExchangedWithPythonAndInfoZip) {
-  const std::string python = tool("python3"), zip = tool("zip"), unzip = tool("unzip");
-  if (python.empty() || zip.empty() || unzip.empty()) GTEST_SKIP() << "python3, zip or unzip is not installed";
+  if (!installed("python3 zip unzip")) GTEST_SKIP() << "python3, zip or unzip is not installed";
   TempDir dir;
+  const std::string folder = dir.path().string();
   const Tree project = makeProject(dir.path() / "project");
-  const fs::path ours = dir.path() / "ours.zip", theirs = dir.path() / "theirs.zip", zipped = dir.path() / "zipped.zip";
-  ASSERT_EQ(ut::zipFolder(od(ours), od(dir.path() / "project")), ut::eZipOk);
-  EXPECT_EQ(run({unzip, "-tqq", ours.string()}).first, 0);
+  ASSERT_EQ(ut::zipFolder(od(dir.path() / "ours.zip"), od(dir.path() / "project")), ut::eZipOk);
+  EXPECT_EQ(run({"unzip", "-tqq", folder + "/ours.zip"}).first, 0);
   const char* check = "import sys, zipfile\nz = zipfile.ZipFile(sys.argv[1])\nprint(z.testzip(), len(z.namelist()))";
-  EXPECT_EQ(run({python, "-c", check, ours.string()}), std::make_pair(0, "None " + std::to_string(project.size() + 1) + "\n"));
+  EXPECT_EQ(run({"python3", "-c", check, folder + "/ours.zip"}).second, "None " + std::to_string(project.size() + 1) + "\n");
 
-  // Python writes a folder deflated, one file stored and one through a stream (sizes after the data).
-  const char* write = "import os, sys, zipfile\n"
-                      "with zipfile.ZipFile(sys.argv[1], 'w', zipfile.ZIP_DEFLATED, compresslevel=6) as z:\n"
-                      "  for d, _, fs in os.walk(sys.argv[2]):\n"
-                      "    r = os.path.relpath(d, os.path.dirname(sys.argv[2]))\n"
-                      "    z.write(d, r)\n"
-                      "    for f in fs: z.write(os.path.join(d, f), os.path.join(r, f))\n"
-                      "  z.writestr(zipfile.ZipInfo('stored.txt'), 'as is')\n"
-                      "  with z.open('streamed.txt', 'w') as s: s.write(b'streamed')\n";
-  ASSERT_EQ(run({python, "-c", write, theirs.string(), (dir.path() / "project").string()}).first, 0);
-  ASSERT_TRUE(ut::unzipFolder(od(theirs), od(dir.path() / "from_python")));
-  Tree expected = project;
-  EXPECT_EQ(snapshot(dir.path() / "from_python" / "project"), expected);
-  EXPECT_EQ(fileBytes(dir.path() / "from_python" / "stored.txt"), "as is");
-  EXPECT_EQ(fileBytes(dir.path() / "from_python" / "streamed.txt"), "streamed");
-
-  const std::string inParent = "cd '" + dir.path().string() + "' && exec '" + zip + "' -qr zipped.zip project";
-  ASSERT_EQ(run({"/bin/sh", "-c", inParent}).first, 0);
-  ASSERT_TRUE(ut::unzipFolder(od(zipped), od(dir.path() / "from_infozip")));
+  // Python writes the folder deflated, adds a file stored, and writes to a pipe a file whose sizes follow
+  // its data; Info-ZIP writes the folder with its own extra fields.
+  const char* write = "import shutil, sys, zipfile\n"
+                      "shutil.make_archive(sys.argv[1] + '/theirs', 'zip', sys.argv[1], 'project')\n"
+                      "with zipfile.ZipFile(sys.argv[1] + '/theirs.zip', 'a') as z: z.writestr('stored.txt', 'as is')\n"
+                      "with zipfile.ZipFile(sys.stdout.buffer, 'w', 8) as z: z.writestr('piped.txt', 'piped')\n";
+  ASSERT_EQ(run({"sh", "-c", "python3 -c \"$0\" \"$1\" | cat > \"$1/piped.zip\"", write, folder}).first, 0);
+  ASSERT_EQ(run({"sh", "-c", "cd \"$0\" && zip -qr zipped.zip project", folder}).first, 0);
+  Tree expected{{"project", "/"}, {"stored.txt", "as is"}, {"piped.txt", "piped"}};
+  for (const auto& [name, content] : project) expected["project/" + name] = content;
+  for (const char* archive : {"/theirs.zip", "/piped.zip"}) EXPECT_TRUE(ut::unzipFolder(od(folder + archive), od(folder + "/from_python")));
+  EXPECT_EQ(snapshot(dir.path() / "from_python"), expected);
+  ASSERT_TRUE(ut::unzipFolder(od(folder + "/zipped.zip"), od(folder + "/from_infozip")));
   EXPECT_EQ(snapshot(dir.path() / "from_infozip" / "project"), project);
 }
 
@@ -173,15 +169,15 @@ TEST(ZipTest, SingleFilesAndEntries) {
   ASSERT_EQ(ut::zipFile(one, od(dir.path() / "a\\plan.dwg")), ut::eZipOk);  // either slash
   wxMemoryOutputStream bytes;
   ASSERT_TRUE(ut::unzipOneFile(one, bytes));
-  EXPECT_EQ(std::string(static_cast<const char*>(bytes.GetOutputStreamBuffer()->GetBufferStart()), bytes.GetSize()), "plan");
+  char plan[5] = {};
+  EXPECT_EQ(bytes.CopyTo(plan, sizeof plan), 4u);
+  EXPECT_STREQ(plan, "plan");
 
   Reports reports;
   const OdArray<OdString> files{od(dir.path() / "a/plan.dwg"), od(dir.path() / "b/plan.dwg"), od(dir.path() / "folder"),
                                 od(dir.path() / "missing")};
   EXPECT_EQ(ut::zipFiles(many, files), ut::eZipIncomplete);
-  ASSERT_EQ(reports.lines().size(), 2u);
-  EXPECT_NE(reports.lines()[0].find("name is in the archive already"), std::string::npos) << reports.lines()[0];
-  EXPECT_NE(reports.lines()[1].find("No file or folder"), std::string::npos) << reports.lines()[1];
+  EXPECT_THAT(reports.lines(), ElementsAre(HasSubstr("name is in the archive already"), HasSubstr("No file or folder")));
   OdArray<OdString> names;
   ASSERT_TRUE(ut::getZippedFolderEntries(many, names));
   EXPECT_EQ(names, (OdArray<OdString>{L"plan.dwg", L"folder/", L"folder/x.txt"}));
@@ -204,7 +200,7 @@ TEST(ZipTest, WhatCannotBeZippedIsReported) {
   Reports reports;
   // The archive inside the folder it zips is not zipped into itself.
   EXPECT_EQ(ut::zipFolder(od(dir.path() / "f" / "self.zip"), od(dir.path() / "f")), ut::eZipIncomplete);
-  EXPECT_EQ(reports.lines().size(), 2u) << testing::PrintToString(reports.lines());  // the loop, the dangling link
+  EXPECT_THAT(reports.lines(), ElementsAre(HasSubstr("dangling\": it is a link to nothing"), HasSubstr("loop\": it leads back")));
   OdArray<OdString> names;
   ASSERT_TRUE(ut::getZippedFolderEntries(od(dir.path() / "f" / "self.zip"), names));
   EXPECT_EQ(names, (OdArray<OdString>{L"f/", L"f/a.txt"}));
@@ -223,19 +219,13 @@ TEST(ZipTest, WhatCannotBeZippedIsReported) {
 }
 
 // A stream that cannot seek, as one from a socket or pipe.
-class UnseekableStream : public wxFilterInputStream {
+class UnseekableStream : public wxMemoryInputStream {
  public:
-  using wxFilterInputStream::wxFilterInputStream;
+  using wxMemoryInputStream::wxMemoryInputStream;
   bool IsSeekable() const override { return false; }
 
  protected:
-  size_t OnSysRead(void* buffer, size_t size) override {
-    const size_t count = m_parent_i_stream->Read(buffer, size).LastRead();
-    m_lasterror = m_parent_i_stream->GetLastError();
-    return count;
-  }
   wxFileOffset OnSysSeek(wxFileOffset, wxSeekMode) override { return wxInvalidOffset; }
-  wxFileOffset OnSysTell() const override { return wxInvalidOffset; }
 };
 
 // Entries that could land outside the target: an archive is refused with nothing written; from a stream
@@ -243,8 +233,7 @@ class UnseekableStream : public wxFilterInputStream {
 TEST(ZipTest, EntriesOutsideTheTargetAreNeverWritten) {
   TempDir dir;
   const fs::path target = dir.path() / "target", outside = dir.path() / "outside", zip = dir.path() / "bad.zip";
-  fs::create_directories(outside);
-  fs::create_directories(target);
+  for (const fs::path& folder : {outside, target}) fs::create_directories(folder);
   fs::create_directory_symlink(outside, target / "link");
   const RawEntry cases[] = {{"../evil", "x"},         {"a/../../evil", "x"}, {"..\\evil", "x"},
                             {"a\\..\\..\\evil", "x"}, {"/tmp/evil", "x"},    {"\\evil", "x"},
@@ -260,12 +249,10 @@ TEST(ZipTest, EntriesOutsideTheTargetAreNeverWritten) {
     EXPECT_FALSE(ut::unzipFolder(stream, od(target)));
     EXPECT_FALSE(helper.init(10));
     EXPECT_EQ(snapshot(target), (Tree{{"link", "->" + outside.string()}}));
-    ASSERT_EQ(reports.lines().size(), 3u);
-    EXPECT_NE(reports.lines()[0].find("Refused the archive"), std::string::npos) << reports.lines()[0];
+    EXPECT_THAT(reports.lines(), Each(HasSubstr("Refused the archive")));
   }
-  write(zip, storedZip({{"../evil", "x"}, {"good.txt", "good"}, {"a\\..\\..\\evil", "x"}}));
-  wxFFileInputStream file(zip.string());
-  UnseekableStream stream(file);
+  const std::string climbing = storedZip({{"../evil", "x"}, {"good.txt", "good"}, {"a\\..\\..\\evil", "x"}});
+  UnseekableStream stream(climbing.data(), climbing.size());
   Reports reports;
   EXPECT_FALSE(ut::unzipFolder(stream, od(target)));
   EXPECT_EQ(reports.lines().size(), 2u);
@@ -282,16 +269,14 @@ TEST(ZipTest, EntriesOutsideTheTargetAreNeverWritten) {
 
 TEST(ZipTest, DamagedArchivesAreRefusedAndDamagedEntriesCostOnlyThemselves) {
   TempDir dir;
-  write(dir.path() / "p" / "a.txt", noise(5000, 3));
-  write(dir.path() / "p" / "b.txt", noise(5000, 4));
-  write(dir.path() / "p" / "c.txt", noise(5000, 5));
+  for (const char* name : {"a", "b", "c"}) write(dir.path() / "p" / (name + std::string(".txt")), noise(5000, *name));
   const fs::path zip = dir.path() / "p.zip", broken = dir.path() / "broken.zip";
   ASSERT_EQ(ut::zipFolder(od(zip), od(dir.path() / "p")), ut::eZipOk);
   const std::string bytes = fileBytes(zip);
   for (const size_t length : {size_t{0}, size_t{10}, bytes.size() / 2, bytes.size() - 10, bytes.size() - 1}) {
     SCOPED_TRACE(length);
     write(broken, bytes.substr(0, length));
-    Reports reports;
+    const Reports reports;
     OdArray<OdString> names;
     wxMemoryOutputStream sink;
     EXPECT_FALSE(ut::getZippedFolderEntries(od(broken), names));
@@ -308,44 +293,28 @@ TEST(ZipTest, DamagedArchivesAreRefusedAndDamagedEntriesCostOnlyThemselves) {
   write(broken, flipped);
   Reports reports;
   EXPECT_FALSE(ut::unzipFolder(od(broken), od(dir.path() / "out")));
-  EXPECT_EQ(fileBytes(dir.path() / "out/p/a.txt"), noise(5000, 3));
-  EXPECT_EQ(fileBytes(dir.path() / "out/p/c.txt"), noise(5000, 5));
-  EXPECT_FALSE(fs::exists(dir.path() / "out/p/b.txt"));
-  ASSERT_EQ(reports.lines().size(), 1u);
-  EXPECT_NE(reports.lines()[0].find("b.txt"), std::string::npos) << reports.lines()[0];
-}
-
-TEST(ZipTest, HelperExtractsPacksInAnyOrder) {
-  TempDir dir;
-  const Tree project = makeProject(dir.path() / "project");
-  const OdString zip = od(dir.path() / "project.zip");
-  ASSERT_EQ(ut::zipFolder(zip, od(dir.path() / "project")), ut::eZipOk);
-  ut::UnzippingHelper helper(zip, od(dir.path() / "out"));
-  EXPECT_FALSE(helper.init(0));
-  ASSERT_TRUE(helper.init(7));
-  EXPECT_EQ(helper.entryCount(), project.size() + 1);
-  EXPECT_EQ(helper.packCount(), (project.size() + 1 + 6) / 7);
-  for (unsigned pack = static_cast<unsigned>(helper.packCount()); pack-- > 0;) EXPECT_TRUE(helper.unzipPackOfEntries(pack));
-  EXPECT_FALSE(helper.unzipPackOfEntries(static_cast<unsigned>(helper.packCount())));
-  EXPECT_EQ(snapshot(dir.path() / "out" / "project"), project);
+  EXPECT_EQ(snapshot(dir.path() / "out"), (Tree{{"p", "/"}, {"p/a.txt", noise(5000, 'a')}, {"p/c.txt", noise(5000, 'c')}}));
+  EXPECT_THAT(reports.lines(), ElementsAre(HasSubstr("b.txt")));
 }
 
 // More than 65,535 entries need Zip64's end records; a member over 4 GiB takes the same records' sizes,
 // and is left to QX_ZIP_LARGE_TESTS for its time and space.
 TEST(ZipTest, Zip64ForManyEntries) {
-  const std::string python = tool("python3");
   TempDir dir;
-  for (int i = 0; i < 65600; ++i) std::ofstream(dir.path() / ("f" + std::to_string(i)));
-  const fs::path zip = dir.path().parent_path() / (dir.path().filename().string() + ".zip");
+  // Links to two files (a file takes up to 65,000): names cost the file system far less than files do.
+  write(dir.path() / "f0", "");
+  write(dir.path() / "f1", "");
+  for (int i = 2; i < 65600; ++i) fs::create_hard_link(dir.path() / ("f" + std::to_string(i % 2)), dir.path() / ("f" + std::to_string(i)));
+  const fs::path zip = dir.path() / "many.zip";  // not zipped into itself
   ASSERT_EQ(ut::zipFolder(od(zip), od(dir.path())), ut::eZipOk);
   OdArray<OdString> names;
   ASSERT_TRUE(ut::getZippedFolderEntries(od(zip), names));
   EXPECT_EQ(names.size(), 65601u);
-  if (!python.empty()) {
+  if (installed("python3 unzip")) {
     const char* count = "import sys, zipfile; print(len(zipfile.ZipFile(sys.argv[1]).namelist()))";
-    EXPECT_EQ(run({python, "-c", count, zip.string()}).second, "65601\n");
+    EXPECT_EQ(run({"python3", "-c", count, zip.string()}).second, "65601\n");
+    EXPECT_EQ(run({"unzip", "-tqq", zip.string()}).first, 0);
   }
-  fs::remove(zip);
 }
 
 TEST(ZipTest, Zip64ForAMemberOverFourGiB) {
@@ -355,10 +324,7 @@ TEST(ZipTest, Zip64ForAMemberOverFourGiB) {
   fs::resize_file(dir.path() / "big" / "zeros", (uint64_t{1} << 32) + 12345);  // sparse
   const OdString zip = od(dir.path() / "big.zip");
   ASSERT_EQ(ut::zipFolder(zip, od(dir.path() / "big")), ut::eZipOk);
-  const std::string unzip = tool("unzip");
-  if (!unzip.empty()) {
-    EXPECT_EQ(run({unzip, "-tqq", (dir.path() / "big.zip").string()}).first, 0);
-  }
+  EXPECT_EQ(run({"unzip", "-tqq", (dir.path() / "big.zip").string()}).first, installed("unzip") ? 0 : 127);
   ASSERT_TRUE(ut::unzipFolder(zip, od(dir.path() / "out")));
   EXPECT_EQ(fs::file_size(dir.path() / "out" / "big" / "zeros"), (uint64_t{1} << 32) + 12345);
 }

@@ -7,33 +7,41 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace {
 
-namespace fs = std::filesystem;
-using qxtest::fileBytes;
-using qxtest::TempDir;
-
-// Records what a run reports; `onProgress` may act on the engine from inside progress().
+// Records what a run reports, and stops it from progress() after `abortAfter` reports.
 class Recorder : public ZlibEngine {
  public:
   std::vector<int> percents;
   std::vector<std::wstring> statuses;
-  std::function<void(Recorder&)> onProgress;
+  size_t abortAfter = 0;
 
  protected:
   void progress(int percent) override {
     percents.push_back(percent);
-    if (onProgress) onProgress(*this);
+    if (percents.size() == abortAfter) setAbortFlag(false);  // false aborts all the same
   }
   void status(const wchar_t* text) override { statuses.emplace_back(text); }
 };
 
-void write(const fs::path& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
+using Statuses = std::vector<std::wstring>;
+
+class ZlibEngineTest : public testing::Test {
+ protected:
+  // The name of a file in the test's folder, which `bytes`, when given, are written to.
+  std::wstring file(const char* name, const std::string* bytes = nullptr) {
+    if (bytes) std::ofstream(m_dir.path() / name, std::ios::binary) << *bytes;
+    return (m_dir.path() / name).wstring();
+  }
+  std::string read(const char* name) { return qxtest::fileBytes(m_dir.path() / name); }
+
+ private:
+  qxtest::TempDir m_dir;
+};
 
 // Text, random bytes and runs of zeros: some blocks compress well, some not at all.
 std::string mixed(size_t size) {
@@ -48,94 +56,79 @@ std::string mixed(size_t size) {
   return bytes;
 }
 
-// What zlib itself makes of a stream: the bytes, or "<error>".
-std::string inflateWithZlib(const std::string& stream, size_t size) {
-  std::string out(size + 1, '\0');
-  uLongf length = out.size();
-  if (uncompress(reinterpret_cast<Bytef*>(out.data()), &length, reinterpret_cast<const Bytef*>(stream.data()),
-                 stream.size()) != Z_OK)
-    return "<error>";
-  out.resize(length);
-  return out;
+// The one-call functions, which are zlib's own, on strings: the result code and the bytes.
+std::pair<int, std::string> oneCall(bool compressing, std::string source, size_t room, int level = 6) {
+  std::string out(room, '\0');
+  unsigned long size = room;
+  auto* dest = reinterpret_cast<unsigned char*>(out.data());
+  auto* from = reinterpret_cast<unsigned char*>(source.data());
+  const int code = compressing ? ZlibEngine::compressMemory(dest, &size, from, source.size(), level)
+                               : ZlibEngine::decompressMemory(dest, &size, from, source.size());
+  out.resize(code == Z_OK ? size : 0);
+  return {code, out};
 }
 
-TEST(ZlibEngineTest, CompressesAndDecompressesFilesAsZlibStreams) {
-  TempDir dir;
-  const fs::path input = dir.path() / "in", packed = dir.path() / "packed", output = dir.path() / "out";
+TEST_F(ZlibEngineTest, CompressesAndDecompressesFilesAsZlibStreams) {
   for (const size_t size : {size_t{0}, size_t{1}, size_t{4096}, size_t{300001}}) {
     for (const int level : {0, 1, 6, 9, -1}) {
       SCOPED_TRACE(testing::Message() << size << " bytes at level " << level);
       const std::string bytes = mixed(size);
-      write(input, bytes);
-      Recorder engine;
-      ASSERT_EQ(engine.compress(input.wstring().c_str(), packed.wstring().c_str(), level), 0);
-      EXPECT_EQ(engine.statuses, std::vector<std::wstring>{L"Success"});
-      ASSERT_FALSE(engine.percents.empty());
-      EXPECT_EQ(engine.percents.back(), 100);
-      EXPECT_TRUE(std::is_sorted(engine.percents.begin(), engine.percents.end()));
-      EXPECT_EQ(inflateWithZlib(fileBytes(packed), size), bytes);
-
-      Recorder back;
-      ASSERT_EQ(back.decompress(packed.wstring().c_str(), output.wstring().c_str()), 0);
-      EXPECT_EQ(back.statuses, std::vector<std::wstring>{L"Success"});
-      EXPECT_EQ(back.percents.back(), 100);
-      EXPECT_EQ(fileBytes(output), bytes);
+      Recorder engine, back;
+      ASSERT_EQ(engine.compress(file("in", &bytes).c_str(), file("packed").c_str(), level), 0);
+      ASSERT_EQ(back.decompress(file("packed").c_str(), file("out").c_str()), 0);
+      EXPECT_EQ(oneCall(false, read("packed"), size + 1), std::make_pair(Z_OK, bytes));
+      EXPECT_EQ(read("out"), bytes);
+      for (const Recorder* run : {&engine, &back}) {
+        EXPECT_EQ(run->statuses, Statuses{L"Success"});
+        EXPECT_EQ(run->percents.back(), 100);
+        EXPECT_TRUE(std::is_sorted(run->percents.begin(), run->percents.end()));
+      }
     }
   }
 }
 
 // Zeros compress so well that every block is consumed whole, so the percentages are known exactly: one
 // after each 4096-byte block and the last once more.
-TEST(ZlibEngineTest, ReportsProgressAfterEveryBlockByBothFormulas) {
-  TempDir dir;
-  const fs::path input = dir.path() / "zeros", packed = dir.path() / "packed";
+TEST_F(ZlibEngineTest, ReportsProgressAfterEveryBlockByBothFormulas) {
   for (const uint64_t length : {uint64_t{5000000}, uint64_t{20000000}}) {
     SCOPED_TRACE(length);
-    write(input, std::string(length, '\0'));
     std::vector<int> expected;
-    for (uint64_t consumed = 4096;; consumed += 4096) {
-      consumed = std::min(consumed, length);
+    for (uint64_t consumed = 4096;; consumed = std::min(consumed + 4096, length)) {
       expected.push_back(static_cast<int>(length <= 10000000 ? consumed * 100 / length : consumed / (length / 100)));
       if (consumed == length) break;
     }
     expected.push_back(100);
+    const std::string zeros(length, '\0');
     Recorder engine;
-    ASSERT_EQ(engine.compress(input.wstring().c_str(), packed.wstring().c_str(), 6), 0);
+    ASSERT_EQ(engine.compress(file("zeros", &zeros).c_str(), file("packed").c_str(), 6), 0);
     EXPECT_EQ(engine.percents, expected);
   }
 }
 
-TEST(ZlibEngineTest, AbortFromProgressStopsTheRunAndKeepsWhatWasWritten) {
-  TempDir dir;
-  const fs::path input = dir.path() / "in", packed = dir.path() / "packed", whole = dir.path() / "whole";
-  write(input, mixed(200000));
+TEST_F(ZlibEngineTest, AbortFromProgressStopsTheRunAndKeepsWhatWasWritten) {
+  const std::string bytes = mixed(200000);
   Recorder engine;
-  engine.onProgress = [](Recorder& self) {
-    if (self.percents.size() == 25) self.setAbortFlag(false);  // false aborts all the same
-  };
-  EXPECT_EQ(engine.compress(input.wstring().c_str(), packed.wstring().c_str(), 1), ZlibEngine::kAborted);
-  EXPECT_EQ(engine.statuses, std::vector<std::wstring>{L"User Abort"});
+  engine.abortAfter = 25;
+  EXPECT_EQ(engine.compress(file("in", &bytes).c_str(), file("packed").c_str(), 1), ZlibEngine::kAborted);
+  EXPECT_EQ(engine.statuses, Statuses{L"User Abort"});
   EXPECT_EQ(engine.percents.size(), 26u);  // after 25 blocks, and the final report
   // What was written is the start of the whole stream.
-  const std::string partial = fileBytes(packed);
-  ASSERT_EQ(Recorder().compress(input.wstring().c_str(), whole.wstring().c_str(), 1), 0);
+  ASSERT_EQ(Recorder().compress(file("in").c_str(), file("whole").c_str(), 1), 0);
+  const std::string partial = read("packed"), whole = read("whole");
   EXPECT_GT(partial.size(), size_t{ZlibEngine::kBlockSize});
-  EXPECT_LT(partial.size(), fileBytes(whole).size());
-  EXPECT_EQ(fileBytes(whole).substr(0, partial.size()), partial);
+  EXPECT_LT(partial.size(), whole.size());
+  EXPECT_EQ(whole.substr(0, partial.size()), partial);
 
   // The next run starts with the flag cleared.
-  engine.onProgress = nullptr;
-  engine.statuses.clear();
-  EXPECT_EQ(engine.compress(input.wstring().c_str(), packed.wstring().c_str(), 1), 0);
-  EXPECT_EQ(engine.statuses, std::vector<std::wstring>{L"Success"});
+  engine.abortAfter = 0;
+  EXPECT_EQ(engine.compress(file("in").c_str(), file("packed").c_str(), 1), 0);
+  EXPECT_EQ(engine.statuses, (Statuses{L"User Abort", L"Success"}));
 }
 
-TEST(ZlibEngineTest, BadStreamsEndInZlibError) {
-  TempDir dir;
-  const fs::path input = dir.path() / "in", packed = dir.path() / "packed", output = dir.path() / "out";
-  write(input, mixed(50000));
-  ASSERT_EQ(Recorder().compress(input.wstring().c_str(), packed.wstring().c_str(), 6), 0);
-  const std::string stream = fileBytes(packed);
+TEST_F(ZlibEngineTest, BadStreamsEndInZlibError) {
+  const std::string bytes = mixed(50000);
+  ASSERT_EQ(Recorder().compress(file("in", &bytes).c_str(), file("packed").c_str(), 6), 0);
+  const std::string stream = read("packed");
   std::string flipped = stream;
   flipped[stream.size() / 2] ^= 0x55;
   const std::pair<std::string, int> cases[] = {
@@ -145,71 +138,50 @@ TEST(ZlibEngineTest, BadStreamsEndInZlibError) {
       {"PK\x03\x04 not zlib", Z_DATA_ERROR},
       {flipped, Z_DATA_ERROR},
       {"", Z_BUF_ERROR}};
-  for (const auto& [bytes, code] : cases) {
-    SCOPED_TRACE(testing::PrintToString(bytes.substr(0, 8)));
-    write(packed, bytes);
+  for (const auto& [broken, code] : cases) {
+    SCOPED_TRACE(testing::PrintToString(broken.substr(0, 8)));
     Recorder engine;
-    EXPECT_EQ(engine.decompress(packed.wstring().c_str(), output.wstring().c_str()), code);
-    EXPECT_EQ(engine.statuses, std::vector<std::wstring>{L"Zlib Error"});
+    EXPECT_EQ(engine.decompress(file("broken", &broken).c_str(), file("out").c_str()), code);
+    EXPECT_EQ(engine.statuses, Statuses{L"Zlib Error"});
   }
 }
 
-TEST(ZlibEngineTest, FilesThatCannotBeOpenedEndTheRun) {
-  TempDir dir;
-  const fs::path input = dir.path() / "in", output = dir.path() / "out";
-  write(input, "data");
-  write(output, "kept");
+TEST_F(ZlibEngineTest, FileNamesAndFilesThatCannotBeOpened) {
+  const std::string data = "data", kept = "kept";
+  const std::wstring input = file("in", &data), output = file("out", &kept), base = file("");
   Recorder engine;
   // A missing input leaves the output alone; an output that cannot be made ends the run the same way.
-  EXPECT_EQ(engine.compress((dir.path() / "missing").wstring().c_str(), output.wstring().c_str(), 6), Z_ERRNO);
-  EXPECT_EQ(fileBytes(output), "kept");
-  EXPECT_EQ(engine.decompress(input.wstring().c_str(), (dir.path() / "no" / "dir").wstring().c_str()), Z_ERRNO);
-  EXPECT_EQ(engine.compress(input.wstring().c_str(), dir.path().wstring().c_str(), 6), Z_ERRNO);
-  EXPECT_EQ(engine.compress(nullptr, output.wstring().c_str(), 6), Z_ERRNO);
-  EXPECT_EQ(engine.compress(input.wstring().c_str(), output.wstring().c_str(), 12), Z_STREAM_ERROR);
-  EXPECT_EQ(engine.statuses, std::vector<std::wstring>(5, L"Zlib Error"));
+  EXPECT_EQ(engine.compress(file("missing").c_str(), output.c_str(), 6), Z_ERRNO);
+  EXPECT_EQ(read("out"), "kept");
+  EXPECT_EQ(engine.decompress(input.c_str(), file("no/dir").c_str()), Z_ERRNO);
+  EXPECT_EQ(engine.compress(input.c_str(), base.c_str(), 6), Z_ERRNO);  // a folder
+  EXPECT_EQ(engine.compress(nullptr, output.c_str(), 6), Z_ERRNO);
+  EXPECT_EQ(engine.compress(input.c_str(), output.c_str(), 12), Z_STREAM_ERROR);
+  EXPECT_EQ(engine.statuses, Statuses(5, L"Zlib Error"));
   EXPECT_TRUE(engine.percents.empty());
-}
-
-TEST(ZlibEngineTest, PathsTakeEitherSlashAndBarAsSpace) {
-  TempDir dir;
-  fs::create_directory(dir.path() / "sub dir");
-  write(dir.path() / "sub dir" / "in", "content");
-  const std::wstring base = dir.path().wstring();
-  Recorder engine;
+  // Either slash separates folders, and "|" stands for a space.
+  std::filesystem::create_directory(file("sub dir"));
+  file("sub dir/in", &data);
   EXPECT_EQ(engine.compress((base + L"\\sub|dir\\in").c_str(), (base + L"/sub|dir\\out").c_str(), 6), 0);
-  EXPECT_EQ(inflateWithZlib(fileBytes(dir.path() / "sub dir" / "out"), 7), "content");
+  EXPECT_EQ(oneCall(false, read("sub dir/out"), 5).second, "data");
 }
 
-TEST(ZlibEngineTest, MemoryFunctionsAreZlibsOwn) {
-  std::string text = mixed(100000);
-  auto* source = reinterpret_cast<unsigned char*>(text.data());
-  std::vector<unsigned char> packed(ZlibEngine::compressedSize(text.size()));
-  unsigned long packedSize = packed.size();
-  ASSERT_EQ(ZlibEngine::compressMemory(packed.data(), &packedSize, source, text.size(), 9), Z_OK);
-  EXPECT_LT(packedSize, text.size());
-  std::string back(text.size(), '\0');
-  unsigned long backSize = back.size();
-  ASSERT_EQ(ZlibEngine::decompressMemory(reinterpret_cast<unsigned char*>(back.data()), &backSize, packed.data(),
-                                         packedSize),
-            Z_OK);
-  EXPECT_EQ(back, text);
-
-  backSize = 100;  // no room
-  EXPECT_EQ(ZlibEngine::decompressMemory(reinterpret_cast<unsigned char*>(back.data()), &backSize, packed.data(),
-                                         packedSize),
-            Z_BUF_ERROR);
-  backSize = back.size();  // cut short
-  EXPECT_EQ(ZlibEngine::decompressMemory(reinterpret_cast<unsigned char*>(back.data()), &backSize, packed.data(),
-                                         packedSize / 2),
-            Z_DATA_ERROR);
-  packed[2] ^= 0xff;
-  EXPECT_EQ(ZlibEngine::decompressMemory(reinterpret_cast<unsigned char*>(back.data()), &backSize, packed.data(),
-                                         packedSize),
-            Z_DATA_ERROR);
-  unsigned long tiny = 4;
-  EXPECT_EQ(ZlibEngine::compressMemory(packed.data(), &tiny, source, text.size(), 6), Z_BUF_ERROR);
-  EXPECT_EQ(ZlibEngine::compressMemory(packed.data(), &packedSize, source, text.size(), 11), Z_STREAM_ERROR);
+TEST(ZlibMemoryTest, OneCallFunctionsAreZlibsOwn) {
+  const std::string text = mixed(100000);
+  const auto [code, packed] = oneCall(true, text, ZlibEngine::compressedSize(text.size()), 9);
+  ASSERT_EQ(code, Z_OK);
+  EXPECT_LT(packed.size(), text.size());
+  EXPECT_EQ(oneCall(false, packed, text.size()), std::make_pair(Z_OK, text));
+  std::string flipped = packed;
+  flipped[2] ^= 0xff;
+  const std::tuple<bool, std::string, size_t, int, int> failures[] = {
+      {false, packed, 100, 6, Z_BUF_ERROR},                          // no room
+      {false, packed.substr(0, packed.size() / 2), text.size(), 6, Z_DATA_ERROR},  // cut short
+      {false, flipped, text.size(), 6, Z_DATA_ERROR},
+      {true, text, 4, 6, Z_BUF_ERROR},
+      {true, text, packed.size() * 2, 11, Z_STREAM_ERROR}};
+  for (const auto& [compressing, source, room, level, expected] : failures)
+    EXPECT_EQ(oneCall(compressing, source, room, level).first, expected);
 }
 
 }  // namespace
