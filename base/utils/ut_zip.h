@@ -27,13 +27,15 @@
 // read and compressed on all of the machine's cores; the archive itself is written on the caller's
 // thread. A file or folder that cannot be read is left out and reported; the result says so.
 //
-// Extracting. Files are written whole or not at all (under a temporary name, renamed when complete),
-// with the time the archive gives them; an existing file of the same name is replaced, an existing
-// folder kept. An archive that names an entry outside the target folder, by an absolute name, a drive
-// letter or ".." (either slash), or holds a symbolic link, is refused before anything is written; from
-// a stream, which cannot be looked ahead in, such an entry is skipped. A damaged entry costs only
-// itself: the others are extracted, and the result is false. Files are written on all of the machine's
-// cores; the archive is read on the caller's thread.
+// Extracting. Files are written whole or not at all, with the time the archive gives them; an existing
+// file of the same name is replaced only by the complete new one (an existing folder is kept). Nothing
+// is made a symbolic link, and nothing is written through one. An archive that names an entry outside
+// the target folder (an absolute name, a drive letter, ".." with either slash) or holds a symbolic link
+// is refused before anything is written. A stream that cannot seek cannot be looked ahead in: from it an
+// entry named with ".." or a drive is skipped, a leading slash is dropped (wxWidgets reads the name so),
+// and a link comes out as a file that holds its target's name. A damaged entry costs only itself: the
+// others are extracted, and the result is false. Files are written on all of the machine's cores; the
+// archive is read on the caller's thread.
 //
 // Failures are reported through the assertion callbacks (ut_assert.h) under the function's name, such
 // as "ut::zipFolder", with the path concerned. Every function runs on the caller's thread and may be
@@ -80,7 +82,8 @@ EZipStatus zipFolder(const OdString& zipPath, const OdString& folder);
 
 // Extracts every entry below `folder`, which is made when missing. True when every entry was extracted.
 bool unzipFolder(const OdString& zipPath, const OdString& folder);
-// The same from a stream, which need not be seekable; entries that would leave `folder` are skipped.
+// The same from a stream, which need not be seekable (see above for what a stream that cannot seek
+// allows).
 bool unzipFolder(wxInputStream& zip, const OdString& folder);
 
 // Writes the file entry named `entry` (as getZippedFolderEntries names it) to `out`, or to the file

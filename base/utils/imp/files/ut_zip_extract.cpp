@@ -1,8 +1,8 @@
 // Reading archives: wxWidgets' zip stream reads and inflates on the caller's thread; files that fit in
-// memory are handed to worker threads, which write them, while the stream goes on with the next entry.
-// Every file is written under a temporary name and renamed when complete, so that a damaged entry never
-// leaves half a file, and a folder or link at the place is replaced (a file, a link) or refused (a
-// folder), never written through.
+// memory are checked there and handed to worker threads, which write them while the stream goes on with
+// the next entry. Larger files are written under a temporary name and renamed when their sums have been
+// checked, so that a damaged entry never leaves half a file. A file or link standing where a file goes
+// is replaced, never written through; a folder there is kept, and the entry fails.
 
 #include "ut_zip.h"
 
