@@ -138,7 +138,7 @@ class PieceQueue {
   uint64_t m_piece = 0;
   std::deque<std::pair<std::future<Piece>, uint64_t>> m_pending;
   uint64_t m_aheadBytes = 0;
-  WorkerPool m_pool;  // last, so that its threads end before the queue they read
+  WorkerPool m_pool;  // last: destroyed first, it lets the submitted pieces end before the queue they read goes
 };
 
 // Stands where wxWidgets expects an entry's compressor: takes the entry's bytes, which wxWidgets has
