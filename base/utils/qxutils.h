@@ -33,5 +33,7 @@
 #include "ut_system.h"
 #include "ut_text_file.h"
 #include "ut_win32_types.h"
+#include "ut_zip.h"
+#include "ut_zlib.h"
 
 #endif

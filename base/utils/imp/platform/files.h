@@ -1,7 +1,8 @@
 // What every platform backend provides to the file families: the native form of a path, the owner of a
 // file, the means to keep the library's own files (the configuration file, the registry hives) safe
-// from other accounts and from each other's writers, and the file systems mounted over a network. The
-// POSIX backend is posix/files.cpp and posix/mounts.cpp.
+// from other accounts and from each other's writers, the file systems mounted over a network, and what
+// walking, extracting and replacing files needs: kinds of files, directory listings, file times, files put
+// in place whole. The POSIX backend is posix/files.cpp, posix/mounts.cpp and posix/files_tree.cpp.
 
 #ifndef QX_FILE_PLATFORM_H
 #define QX_FILE_PLATFORM_H
@@ -11,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -79,6 +81,58 @@ std::shared_ptr<const MountTable> mountTable();
 // perhaps never, so call it only where the caller can abandon the wait. False when the answer is an
 // error.
 bool probeFileSystem(const OdString& root);
+
+// The text of the error of the last system call or C library file function that failed on this thread
+// ("Permission denied", "No such file or directory").
+std::string lastErrorText();
+
+// What stands at a path. With `followLinks` a symbolic link counts as what it points to (eMissing when
+// that is gone); without, it is eLink.
+enum class FileKind { eMissing, eFile, eDirectory, eLink, eOther };
+FileKind fileKind(const OdString& path, bool followLinks);
+
+// One entry of a directory: kind and stamp are those of what a symbolic link points to.
+struct DirectoryEntry {
+  std::wstring name;
+  FileKind kind = FileKind::eMissing;
+  bool isLink = false;
+  FileStamp stamp;
+};
+// Appends the entries of `dir`, "." and ".." left out, in no particular order; false (and nothing
+// appended) when it cannot be read.
+bool listDirectory(const OdString& dir, std::vector<DirectoryEntry>& entries);
+
+// Sets the modification time of `path` (and its access time) to `seconds` since 1970, UTC.
+bool setModificationTime(const OdString& path, int64_t seconds);
+
+// Puts `bytes` at `path` as a file of its own, with the modification time `modified` unless that is
+// negative. A new file is written in place (and removed again when that fails); an existing file or link
+// is replaced as a PendingFile replaces it. The file gets the mode the process's umask gives. Safe to call
+// from any thread.
+bool putFile(const OdString& path, std::string_view bytes, int64_t modified);
+
+// A new file that is written under a temporary name in the folder of `path` and takes the place of
+// `path` by commit(): whoever looks at `path` meanwhile sees what stood there before (or nothing), never
+// part of the new file. A symbolic link at `path` is replaced, not followed. The temporary file gets the
+// mode the process's umask gives and is removed by the destructor unless it was committed. Instances are
+// independent of each other and may be used on different threads.
+class PendingFile {
+ public:
+  explicit PendingFile(const OdString& path);
+  ~PendingFile();
+  PendingFile(const PendingFile&) = delete;
+  PendingFile& operator=(const PendingFile&) = delete;
+
+  // The temporary file, empty and ready to be opened for writing; empty when it could not be made.
+  const OdString& temporaryPath() const { return m_temporary; }
+  // Renames the temporary file to `path`; false when it cannot.
+  [[nodiscard]] bool commit();
+
+ private:
+  OdString m_path;
+  OdString m_temporary;
+  bool m_committed = false;
+};
 
 }  // namespace ut::platform
 

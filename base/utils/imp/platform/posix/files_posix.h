@@ -23,7 +23,7 @@ bool createFile(const std::string& file, Sharing sharing);
 // and writing, with `mode` as far as the umask lets it through. Its descriptor, or -1; `temporary`
 // receives its name.
 int createBeside(const std::string& path, mode_t mode, std::string& temporary);
-// All of `bytes`, or false.
+// Writes all of `bytes` to `fd`, going on after interruptions; false when a write fails.
 bool writeAll(int fd, std::string_view bytes);
 
 // The user name of the account `uid`; empty when the account database does not know it.
