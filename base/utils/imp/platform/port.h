@@ -5,7 +5,8 @@
 // a port, and shows that they compile together. A backend may use the core layer (codecs, case folding,
 // assertion callbacks, the company's name) and nothing above it.
 //
-//   platform/files.h     native paths, files' owners, private files and folders, file locks and stamps
+//   platform/files.h     native paths, files' owners and birth times, private files and folders, file locks
+//                        and stamps
 //   platform/registry.h  keys, values and transactions of the registry (posix/: SQLite hives)
 //   platform/system.h    the executable's folder, the user's and the machine's configuration folders
 //   platform/text.h      code pages, character direction, the user's number format, thread locales
