@@ -2,8 +2,6 @@
 
 #include "core/ut_utf8.h"
 
-#include <algorithm>
-#include <array>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -12,41 +10,30 @@ namespace ut {
 
 namespace {
 
-// The UTF-8 form of a key. ASCII keys, nearly all of them, are narrowed into a buffer on the stack, so
-// that a lookup costs no allocation. A key that is not Unicode (a lone surrogate) matches nothing.
-class Utf8Key {
- public:
-  explicit Utf8Key(const OdString& key) {
-    const std::wstring_view wide = key.view();
-    const bool ascii = std::all_of(wide.begin(), wide.end(), [](wchar_t c) { return static_cast<uint32_t>(c) < 0x80; });
-    if (ascii && wide.size() <= m_ascii.size()) {
-      std::copy(wide.begin(), wide.end(), m_ascii.begin());
-      m_view = std::string_view(m_ascii.data(), wide.size());
-    } else if (internal::encodeUtf8(wide, m_other)) {
-      m_view = m_other;
-    } else {
-      m_valid = false;
-    }
+// The UTF-8 form of `key`; false for a key that is not Unicode (a lone surrogate), which matches
+// nothing. An ASCII key, as nearly all are, is narrowed without the encoder, and a short one stays in the
+// string's own buffer: a lookup costs no allocation.
+bool utf8Key(const OdString& key, std::string& bytes) {
+  const std::wstring_view wide = key.view();
+  char ascii[16];
+  size_t narrowed = 0;
+  for (; narrowed < wide.size() && narrowed < sizeof ascii && static_cast<uint32_t>(wide[narrowed]) < 0x80; ++narrowed)
+    ascii[narrowed] = static_cast<char>(wide[narrowed]);
+  if (narrowed == wide.size()) {
+    bytes.assign(ascii, narrowed);
+    return true;
   }
-  Utf8Key(const Utf8Key&) = delete;
-  Utf8Key& operator=(const Utf8Key&) = delete;
+  return internal::encodeUtf8(wide, bytes);
+}
 
-  bool valid() const { return m_valid; }
-  std::string_view view() const { return m_view; }
-
- private:
-  std::array<char, 48> m_ascii;
-  std::string m_other;
-  std::string_view m_view;
-  bool m_valid = true;
-};
-
+// The member `key` of `object`, or null. A std::string key, not a string_view, takes std::map's faster
+// path.
 template <class Object>
 auto* findMember(Object& object, const OdString& key) {
-  const Utf8Key bytes(key);
   decltype(&object.begin()->second) found = nullptr;
-  if (!bytes.valid()) return found;
-  const auto it = object.find(bytes.view());
+  std::string bytes;
+  if (!utf8Key(key, bytes)) return found;
+  const auto it = object.find(bytes);
   return it == object.end() ? found : &it->second;
 }
 
