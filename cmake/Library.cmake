@@ -28,8 +28,8 @@ target_include_directories(qxutils
   PRIVATE
     ${PROJECT_SOURCE_DIR}/base/utils/imp)
 target_link_libraries(qxutils
-  PUBLIC Boost::headers wxWidgets::wxWidgets
-  PRIVATE PkgConfig::FRIBIDI SQLite::SQLite3 nlohmann_json::nlohmann_json CURL::libcurl ZLIB::ZLIB
+  PUBLIC Boost::headers wxWidgets::wxWidgets nlohmann_json::nlohmann_json
+  PRIVATE PkgConfig::FRIBIDI SQLite::SQLite3 CURL::libcurl ZLIB::ZLIB
     PkgConfig::LIBUNWIND PkgConfig::LIBDW)
 # The suffix of the version key ("V26x64" and this) that tells builds of one version apart.
 set(QXUTILS_BUILD_VARIANT "" CACHE STRING "Build-variant suffix of the configuration's version key")

@@ -21,6 +21,8 @@
 #include "ut_file.h"
 #include "ut_file_locker.h"
 #include "ut_filename.h"
+#include "ut_https.h"
+#include "ut_json.h"
 #include "ut_log.h"
 #include "ut_natural_sort.h"
 #include "ut_profile.h"

@@ -9,13 +9,12 @@
 #include "core/ut_wx.h"
 #include "files/ut_filename_p.h"
 #include "ut_file.h"
+#include "ut_json.h"
 #include "ut_log.h"
 #include "ut_system.h"
 
 #include <wx/filename.h>
 #include <wx/utils.h>
-
-#include <nlohmann/json.hpp>
 
 #include <optional>
 
@@ -280,13 +279,15 @@ OdString Config::qsbAppID() {
   if (!in.isOpened()) return fail(L"Unable to open QSB app ID file '%ls'");
   std::string text;
   if (!in.readAll(text)) return fail(L"Unable to read QSB app ID file '%ls'");
-  const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
+  const JsonValue json = JsonValue::parse(text, nullptr, false);
   if (json.is_discarded()) return fail(L"Unable to parse json from QSB app ID file '%ls'");
-  if (!json.is_object() || !json.contains("appID") || !json["appID"].is_string()) {
+  const std::optional<OdString> id =
+      json.is_object() ? tryGetStringValue(json.get_ref<const JsonObject&>(), L"appID") : std::nullopt;
+  if (!id) {
     trace(1, wxString::Format(L"Unable to read json key '%ls' from QSB app file", L"appID"));
     return OdString();
   }
-  return internal::fromWx(wxString::FromUTF8(json["appID"].get<std::string>()));
+  return *id;
 }
 
 bool Config::expandStrings() {

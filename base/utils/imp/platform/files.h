@@ -1,8 +1,8 @@
 // What every platform backend provides to the file families: the native form of a path, the owner of a
-// file, the means to keep the library's own files (the configuration file, the registry hives) safe
-// from other accounts and from each other's writers, the file systems mounted over a network, and what
-// walking, extracting and replacing files needs: kinds of files, directory listings, file times, files put
-// in place whole. The POSIX backend is posix/files.cpp, posix/mounts.cpp and posix/files_tree.cpp.
+// file, when a file was made, the means to keep the library's own files (the configuration file, the
+// registry hives) safe from other accounts and from each other's writers, the file systems mounted over a
+// network, and what walking, extracting and replacing files needs: kinds of files, directory listings,
+// file times, files put in place whole. The POSIX backend is posix/files.cpp, posix/mounts.cpp and posix/files_tree.cpp.
 
 #ifndef QX_FILE_PLATFORM_H
 #define QX_FILE_PLATFORM_H
@@ -37,6 +37,12 @@ struct FileStamp {
 };
 // The stamp of `file` as it is now; nothing when there is no such file.
 std::optional<FileStamp> fileStamp(const OdString& file);
+
+// When `file` came to be, in nanoseconds since the epoch; nothing when there is no such file.
+std::optional<int64_t> fileCreationTimeNs(const OdString& file);
+// Empties `file`, making it when missing, and gives it the access `sharing` gives whatever the umask;
+// false when it can do neither, or cannot give it that access.
+bool makeEmptyFile(const OdString& file, Sharing sharing);
 
 // Makes `dir` and its missing parents with the access `sharing` gives, whatever the process's umask.
 // Folders that exist are left as they are.

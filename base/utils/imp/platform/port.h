@@ -5,8 +5,8 @@
 // a port, and shows that they compile together. A backend may use the core layer (codecs, case folding,
 // assertion callbacks, the company's name) and nothing above it.
 //
-//   platform/files.h     native paths, files' owners, private files and folders, file locks and stamps,
-//                        the mount table and probes of network file systems
+//   platform/files.h     native paths, files' owners and birth times, private files and folders, file
+//                        locks and stamps, the mount table and probes of network file systems
 //   platform/locks.h     documents locked for editing, and the lock information files beside them
 //   platform/registry.h  keys, values and transactions of the registry (posix/: SQLite hives)
 //   platform/system.h    the executable's folder, the user's and the machine's configuration folders,

@@ -110,6 +110,24 @@ std::optional<FileStamp> fileStamp(const OdString& file) {
                    status.st_mtim.tv_sec * 1000000000LL + status.st_mtim.tv_nsec};
 }
 
+std::optional<int64_t> fileCreationTimeNs(const OdString& file) {
+  // The birth time where the file system records one (statx's btime), else the last modification.
+  struct statx status {};
+  if (statx(AT_FDCWD, fileNameToNarrow(file.view()).c_str(), 0, STATX_BTIME | STATX_MTIME, &status) != 0)
+    return std::nullopt;
+  const statx_timestamp& time = status.stx_mask & STATX_BTIME ? status.stx_btime : status.stx_mtime;
+  return time.tv_sec * 1000000000LL + time.tv_nsec;
+}
+
+bool makeEmptyFile(const OdString& file, Sharing sharing) {
+  const mode_t mode = posix::modeOf(sharing, false);
+  const int fd = open(fileNameToNarrow(file.view()).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, mode);
+  if (fd < 0) return false;
+  // A file that cannot be given the access is left as it was.
+  const bool ok = fchmod(fd, mode) == 0 && ftruncate(fd, 0) == 0;
+  return close(fd) == 0 && ok;
+}
+
 bool makeDirectories(const OdString& dir, Sharing sharing) {
   return posix::makeDirectories(fileNameToNarrow(dir.view()), sharing);
 }

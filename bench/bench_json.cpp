@@ -1,0 +1,117 @@
+// Typed lookups in a parsed catalogue of about 2 MB (8,000 parts, each an object of ten members with a
+// nested object and an array), through the get and tryGet accessors against nlohmann's own at() and
+// get<T>() on the same members: per part an int, a string, two doubles, a bool and a nested object's
+// double. Keys are passed as literals, as callers mostly write them, and held in OdStrings made once.
+//
+//   build/bench/bench_json
+
+#include "ut_json.h"
+
+#include <benchmark/benchmark.h>
+
+#include <random>
+#include <string>
+
+namespace {
+
+constexpr int kParts = 8000;
+
+const ut::JsonValue& catalogue() {
+  static const ut::JsonValue parsed = [] {
+    static const char* const kNames[] = {"Hex bolt M12 x 40", "Washer DIN 125", "Flange DN 80 PN 16",
+                                         "Beam IPE 200, S235JR", "Grüner Stahlträger", "Anchor plate 300"};
+    std::mt19937 random(5);
+    ut::JsonValue parts = ut::JsonValue::array();
+    for (int i = 0; i < kParts; ++i) {
+      parts.push_back({{"id", i},
+                       {"sku", "PRT-" + std::to_string(100000 + random() % 900000)},
+                       {"name", kNames[random() % 6]},
+                       {"price", (random() % 100000) / 100.0},
+                       {"weight", (random() % 10000) / 1000.0},
+                       {"inStock", random() % 2 == 0},
+                       {"layer", "A-PART"},
+                       {"tags", {"steel", "catalogue", "metric"}},
+                       {"dimensions", {{"width", 0.5 + i}, {"height", 1.5}, {"depth", 2.5}}},
+                       {"supplier", {{"name", "Korvani Parts"}, {"country", "DE"}}}});
+    }
+    return ut::JsonValue::parse(ut::JsonValue({{"catalogue", parts}}).dump(2));
+  }();
+  return parsed;
+}
+
+const ut::JsonArray& parts() { return catalogue()["catalogue"].get_ref<const ut::JsonArray&>(); }
+
+// Made before the first benchmark, so that none of them counts its making.
+const bool g_made = (parts(), true);
+
+void setItems(benchmark::State& state) {
+  static const double bytes = static_cast<double>(catalogue().dump().size());
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * kParts * 6);
+  state.counters["document_bytes"] = bytes;
+}
+
+// The members' names, written where they are used (an OdString made for each call, as a literal makes
+// one) or held in OdStrings made once.
+template <class Key>
+struct Keys {
+  Key id, name, price, weight, inStock, dimensions, width;
+};
+const Keys<const wchar_t*> kLiterals{L"id", L"name", L"price", L"weight", L"inStock", L"dimensions", L"width"};
+const Keys<OdString> kHeld{L"id", L"name", L"price", L"weight", L"inStock", L"dimensions", L"width"};
+
+template <class Key>
+void BM_Get(benchmark::State& state, const Keys<Key>& keys) {
+  const ut::Context context{L"catalogue"};
+  for (auto _ : state) {
+    for (const ut::JsonValue& value : parts()) {
+      const ut::JsonObject& part = value.get_ref<const ut::JsonObject&>();
+      benchmark::DoNotOptimize(ut::getIntValue(part, keys.id, context));
+      benchmark::DoNotOptimize(ut::getStringValue(part, keys.name, context));
+      benchmark::DoNotOptimize(ut::getDoubleValue(part, keys.price, context));
+      benchmark::DoNotOptimize(ut::getDoubleValue(part, keys.weight, context));
+      benchmark::DoNotOptimize(ut::getBoolValue(part, keys.inStock, context));
+      benchmark::DoNotOptimize(
+          ut::getDoubleValue(ut::getObjectValue(part, keys.dimensions, context), keys.width, context));
+    }
+  }
+  setItems(state);
+}
+BENCHMARK_CAPTURE(BM_Get, literal_keys, kLiterals)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Get, held_keys, kHeld)->Unit(benchmark::kMillisecond);
+
+template <class Key>
+void BM_TryGet(benchmark::State& state, const Keys<Key>& keys) {
+  for (auto _ : state) {
+    for (const ut::JsonValue& value : parts()) {
+      const ut::JsonObject& part = value.get_ref<const ut::JsonObject&>();
+      benchmark::DoNotOptimize(ut::tryGetIntValue(part, keys.id));
+      benchmark::DoNotOptimize(ut::tryGetStringValue(part, keys.name));
+      benchmark::DoNotOptimize(ut::tryGetDoubleValue(part, keys.price));
+      benchmark::DoNotOptimize(ut::tryGetDoubleValue(part, keys.weight));
+      benchmark::DoNotOptimize(ut::tryGetBoolValue(part, keys.inStock));
+      benchmark::DoNotOptimize(ut::tryGetDoubleValue(*ut::tryGetObjectValue(part, keys.dimensions), keys.width));
+    }
+  }
+  setItems(state);
+}
+BENCHMARK_CAPTURE(BM_TryGet, literal_keys, kLiterals)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_TryGet, held_keys, kHeld)->Unit(benchmark::kMillisecond);
+
+void BM_NlohmannAt(benchmark::State& state) {
+  for (auto _ : state) {
+    for (const ut::JsonValue& part : parts()) {
+      benchmark::DoNotOptimize(part.at("id").get<int>());
+      benchmark::DoNotOptimize(part.at("name").get<std::string>());
+      benchmark::DoNotOptimize(part.at("price").get<double>());
+      benchmark::DoNotOptimize(part.at("weight").get<double>());
+      benchmark::DoNotOptimize(part.at("inStock").get<bool>());
+      benchmark::DoNotOptimize(part.at("dimensions").at("width").get<double>());
+    }
+  }
+  setItems(state);
+}
+BENCHMARK(BM_NlohmannAt)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
