@@ -5,16 +5,22 @@
 // a port, and shows that they compile together. A backend may use the core layer (codecs, case folding,
 // assertion callbacks, the company's name) and nothing above it.
 //
-//   platform/files.h     native paths, files' owners, private files and folders, file locks and stamps
-//   platform/registry.h  keys, values and transactions of the registry (posix/: SQLite hives)
-//   platform/system.h    the executable's folder, the user's and the machine's configuration folders
-//   platform/text.h      code pages, character direction, the user's number format, thread locales
+//   platform/crash_helper.h  the helper a fault handler starts, its channel, private report files
+//   platform/files.h         native paths, files' owners, private files and folders, file locks and stamps
+//   platform/registry.h      keys, values and transactions of the registry (posix/: SQLite hives)
+//   platform/signals.h       fatal faults: handlers, alternate stacks, Windows exception codes
+//   platform/stack.h         registers, stack walks, symbols, reading a process (posix/: libunwind, libdw)
+//   platform/system.h        the executable's folder, the user's and the machine's configuration folders
+//   platform/text.h          code pages, character direction, the user's number format, thread locales
 
 #ifndef QX_PLATFORM_PORT_H
 #define QX_PLATFORM_PORT_H
 
+#include "crash_helper.h"
 #include "files.h"
 #include "registry.h"
+#include "signals.h"
+#include "stack.h"
 #include "system.h"
 #include "text.h"
 

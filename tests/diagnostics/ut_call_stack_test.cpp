@@ -1,0 +1,108 @@
+// The call stack walker: the calling thread's own stack, a thread of another (real) process, and the text
+// a frame is given.
+
+#include "ut_call_stack.h"
+#include "test_support.h"
+#include "ut_system.h"
+
+#include <gmock/gmock.h>
+
+#include <thread>
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using Frames = std::vector<ut::CallStackWalker::CallStackFrameParams>;
+
+__attribute__((noinline)) Frames walkHere(ut::CallStackWalker& walker) {
+  Frames frames;
+  EXPECT_TRUE(walker.getCallStack(frames, ut::getCurrentThreadId(), 50, nullptr));
+  asm volatile("" ::: "memory");  // keeps the call from becoming a jump
+  return frames;
+}
+
+TEST(CallStackWalker, WalksTheCallingThreadFromItsCaller) {
+  ut::CallStackWalker walker;
+  ASSERT_TRUE(walker.init(nullptr));
+  EXPECT_TRUE(walker.initSymbols());
+  const Frames frames = walkHere(walker);
+  ASSERT_GE(frames.size(), 3u);
+  EXPECT_THAT(
+      walker.getSymbolsForStackFrame(frames[0], true, false),
+      ContainsRegex(
+          "/tests/diagnostics/ut_call_stack_test\\.cpp\\([0-9]+\\): .*walkHere\\(\\)\\+0x[0-9A-F]{16}$"));
+  EXPECT_THAT(walker.getSymbolsForStackFrame(frames[1], true, false),
+              HasSubstr("CallStackWalker_WalksTheCallingThreadFromItsCaller_Test::TestBody()+0x"));
+  for (size_t i = 0; i + 1 < frames.size(); ++i) {
+    EXPECT_EQ(frames[i].returnAddress, frames[i + 1].pc);
+    EXPECT_EQ(frames[i + 1].pcIsReturnAddress, true);
+  }
+}
+
+TEST(CallStackWalker, CurrentCallStackIsALinePerFrameFromTheCaller) {
+  const std::string stack = ut::CallStackWalker::currentCallStack();
+  EXPECT_THAT(stack,
+              ContainsRegex("^[^\n]*CurrentCallStackIsALinePerFrameFromTheCaller_Test::TestBody\\(\\)\\+0x"));
+  EXPECT_THAT(stack, HasSubstr("\n"));
+  EXPECT_EQ(stack.back(), '\n');
+}
+
+TEST(CallStackWalker, AnotherThreadOfTheCallingProcessIsNotWalked) {
+  unsigned long other = 0;
+  std::thread([&] { other = ut::getCurrentThreadId(); }).join();
+  ut::CallStackWalker walker;
+  Frames frames;
+  EXPECT_FALSE(walker.getCallStack(frames, other, 50, nullptr));
+  EXPECT_TRUE(frames.empty());
+}
+
+TEST(CallStackWalker, FramesAreDescribedByFunctionOrByModuleAndAddress) {
+  ut::CallStackWalker walker;
+  ut::CallStackWalker::CallStackFrameParams start;
+  start.pc = reinterpret_cast<uintptr_t>(&ut::getCurrentThreadId);
+  ut::CallStackWalker::CallStackFrameParams inside = start;
+  inside.pc += 4;
+  std::vector<char> heap(64);
+  ut::CallStackWalker::CallStackFrameParams nowhere;
+  nowhere.pc = reinterpret_cast<uintptr_t>(heap.data());
+  nowhere.params[0] = 0x1A, nowhere.params[3] = 0xFF;
+  const struct {
+    ut::CallStackWalker::CallStackFrameParams frame;
+    bool withModule, withParameters;
+    std::string expected;  // a regular expression
+  } cases[] = {
+      {start, true, true, "ut::getCurrentThreadId$"},
+      {inside, true, true, "ut::getCurrentThreadId\\(\\)\\+0x0000000000000004$"},
+      {nowhere, false, false, "^$"},
+      {nowhere, true, false, "^, <UNKNOWN>, 0x[0-9A-F]{16}$"},
+      {nowhere, true, true,
+       "^, \\(0x000000000000001A 0x0000000000000000 0x0000000000000000 0x00000000000000FF\\), "
+       "<UNKNOWN>, 0x[0-9A-F]{16}$"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.expected);
+    EXPECT_THAT(walker.getSymbolsForStackFrame(c.frame, c.withModule, c.withParameters),
+                ContainsRegex(c.expected));
+  }
+}
+
+TEST(CallStackWalker, WalksAThreadOfAnotherProcessAndLetsItGo) {
+  qxtest::ChildProcess child({QX_CRASH_CHILD_PATH, "idle"});
+  const std::string ready = child.read();
+  ASSERT_EQ(ready.substr(0, 6), "ready ");
+  const int pid = std::stoi(ready.substr(6));
+  std::string stack;
+  {
+    ut::CallStackWalker walker;
+    ASSERT_TRUE(walker.init(reinterpret_cast<void*>(static_cast<intptr_t>(pid))));
+    Frames frames;
+    ASSERT_TRUE(walker.getCallStack(frames, static_cast<unsigned long>(pid), 100, nullptr));
+    for (const auto& frame : frames) stack += walker.getSymbolsForStackFrame(frame, true, false) + "\n";
+  }
+  EXPECT_THAT(stack, HasSubstr(": main()+0x"));
+  child.writeLine("go");
+  EXPECT_EQ(child.wait(), 0);
+}
+
+}  // namespace
