@@ -2,6 +2,7 @@
 // a frame is given.
 
 #include "ut_call_stack.h"
+#include "platform/stack.h"
 #include "test_support.h"
 #include "ut_system.h"
 
@@ -85,6 +86,23 @@ TEST(CallStackWalker, FramesAreDescribedByFunctionOrByModuleAndAddress) {
     EXPECT_THAT(walker.getSymbolsForStackFrame(c.frame, c.withModule, c.withParameters),
                 ContainsRegex(c.expected));
   }
+}
+
+TEST(MemoryMap, EachLineIsARangeOrLeftOut) {
+  const auto ranges = ut::platform::parseMemoryMap(
+      "55d0c0a00000-55d0c0a02000 r-xp 00001000 fd:01 2838574    /opt/app/bin/my app (deleted)\n"
+      "7fff0000-7fff1000 rw-p 00000000 00:00 0 \n"
+      "7fff2000-7fff1000 rw-p 00000000 00:00 0\n"  // ends before it starts
+      "7fff2000-7fff3000 rw-p 0000zz00 00:00 0\n"  // no offset
+      "7fff4000-7fff5000 r--p 00000000 00:00 0          [stack]");
+  ASSERT_EQ(ranges.size(), 3u);
+  EXPECT_EQ(ranges[0].start, 0x55d0c0a00000u);
+  EXPECT_EQ(ranges[0].end, 0x55d0c0a02000u);
+  EXPECT_TRUE(ranges[0].readable && ranges[0].executable && !ranges[0].writable);
+  EXPECT_EQ(ranges[0].fileOffset, 0x1000u);
+  EXPECT_EQ(ranges[0].path, "/opt/app/bin/my app (deleted)");
+  EXPECT_EQ(ranges[1].path, "");
+  EXPECT_EQ(ranges[2].path, "[stack]");
 }
 
 TEST(CallStackWalker, WalksAThreadOfAnotherProcessAndLetsItGo) {

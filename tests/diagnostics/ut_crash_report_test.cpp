@@ -168,19 +168,30 @@ TEST_F(CrashReportTest, AFaultIsReportedOnceAndEndsTheProcessByItsSignal) {
 }
 
 TEST_F(CrashReportTest, AStackOverflowIsReportedWithoutStacks) {
-  const Crash result = run({"fault", "overflow"});
-  EXPECT_EQ(result.status, 128 + SIGSEGV);
-  expectExceptionHead(result.report, "Exception:");
-  EXPECT_THAT(result.report.back(),
-              ContainsRegex("^STACK_OVERFLOW\\(C00000FD\\) in module .*/crash_child at "));
+  for (const char* where :
+       {"fault", "thread"}) {  // the main thread, and one that asked for a handler's stack
+    SCOPED_TRACE(where);
+    fs::remove(dir() / "crash_report.txt");
+    const Crash result = run({where, "overflow"});
+    EXPECT_EQ(result.status, 128 + SIGSEGV);
+    expectExceptionHead(result.report, "Exception:");
+    EXPECT_THAT(result.report.back(),
+                ContainsRegex("^STACK_OVERFLOW\\(C00000FD\\) in module .*/crash_child at "));
+  }
 }
 
 TEST_F(CrashReportTest, TranslatedFaultsAreCaughtAndOnlyTheFirstIsReported) {
-  const Crash result = run({"catch", "null"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(count(lines(result.output), "caught C0000005 ACCESS_VIOLATION"), 2u);
-  expectExceptionHead(result.report, "Unhandled Exception:");
-  EXPECT_EQ(count(result.report, "---------------"), 1u);
+  const std::pair<const char*, const char*> faults[] = {{"null", "caught C0000005 ACCESS_VIOLATION"},
+                                                        {"overflow", "caught C00000FD STACK_OVERFLOW"}};
+  for (const auto& [kind, caught] : faults) {
+    SCOPED_TRACE(kind);
+    fs::remove(dir() / "crash_report.txt");
+    const Crash result = run({"catch", kind});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(count(lines(result.output), caught), 2u);
+    expectExceptionHead(result.report, "Unhandled Exception:");
+    EXPECT_EQ(count(result.report, "---------------"), 1u);
+  }
 }
 
 TEST_F(CrashReportTest, AFaultOnAnotherThreadShowsItsStackAndTheMainThreads) {

@@ -118,6 +118,7 @@ int catchTwice(const std::string& kind) {
 
 int faultOnThread(const std::string& kind) {
   std::thread([&] {
+    ut::prepareThreadForCrashReporting();
     ut::SehXlatorOverride untranslated;
     fault(kind);
   }).join();
