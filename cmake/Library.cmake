@@ -27,10 +27,15 @@ target_include_directories(qxutils
     $<INSTALL_INTERFACE:include/qxutils>
   PRIVATE
     ${PROJECT_SOURCE_DIR}/base/utils/imp)
+# libunwind.so also defines the _Unwind_* functions of C++ exceptions: GCC's own (libgcc_s) is named
+# first, so that it comes first among the library's dependencies and exceptions keep using it.
 target_link_libraries(qxutils
   PUBLIC Boost::headers wxWidgets::wxWidgets nlohmann_json::nlohmann_json
   PRIVATE PkgConfig::FRIBIDI SQLite::SQLite3 CURL::libcurl ZLIB::ZLIB
-    PkgConfig::LIBUNWIND PkgConfig::LIBDW)
+    gcc_s PkgConfig::LIBUNWIND PkgConfig::LIBDW)
+# A fault is thrown as ut::FatalErrorException from its instruction (ut_crash_report.h): the library and
+# every program that links it compile so that such an instruction can throw.
+target_compile_options(qxutils PUBLIC -fnon-call-exceptions)
 # The suffix of the version key ("V26x64" and this) that tells builds of one version apart.
 set(QXUTILS_BUILD_VARIANT "" CACHE STRING "Build-variant suffix of the configuration's version key")
 target_compile_definitions(qxutils PRIVATE QX_BUILD_VARIANT="${QXUTILS_BUILD_VARIANT}")

@@ -19,7 +19,7 @@ import sys
 LAYERS = ['core', 'text', 'files', 'config', 'diagnostics', 'web']
 SYSTEM_ONLY_IN_BACKENDS = re.compile(
     r'^(unistd|fcntl|pwd|grp|dlfcn|pthread|spawn|poll|dirent|termios|langinfo|iconv|sqlite3|execinfo|'
-    r'link|elf|ucontext|mntent)\.h$|^(sys|netinet|arpa)/')
+    r'link|elf|ucontext|mntent|signal|sched|libunwind|libunwind-ptrace)\.h$|^(sys|netinet|arpa|elfutils)/')
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^">]+)[">]', re.M)
 
 

@@ -13,9 +13,11 @@
 #include "OdString.h"
 
 #include "ut_assert.h"
+#include "ut_call_stack.h"
 #include "ut_config.h"
 #include "ut_config_node.h"
 #include "ut_config_storage.h"
+#include "ut_crash_report.h"
 #include "ut_csv.h"
 #include "ut_dev_settings.h"
 #include "ut_file.h"
