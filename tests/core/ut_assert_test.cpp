@@ -25,35 +25,23 @@ int selfRemoving(const char*, const char*, const char*, int) {
   return 0;
 }
 
-class AssertCallbacks : public testing::Test {
- protected:
-  void SetUp() override { g_calls.clear(); }
-  void TearDown() override {
-    for (auto cb : {first, second, selfRemoving}) ut::removeAssertCallback(cb);
-  }
-};
-
-// Re-adding a callback moves it to the end and keeps one.
-TEST_F(AssertCallbacks, CalledInRegistrationOrderWithArguments) {
+// Re-adding a callback moves it to the end and keeps one; removing one twice is harmless, and a callback
+// may remove itself while it is called without the next one being skipped.
+TEST(AssertCallbacks, AreCalledInTheOrderOfTheirLastAdditionTillRemoved) {
   ut::addAssertCallback(first);
   ut::addAssertCallback(second);
   ut::callAssert("x > 0", "bad x", "f.cpp", 7);
   ut::addAssertCallback(first);
   ut::callAssert(nullptr, nullptr, nullptr, 0);
-  EXPECT_EQ(g_calls,
-            (std::vector<std::string>{"first:x > 0|bad x|f.cpp|7", "second", "second", "first:|||0"}));
-}
-
-// Removing twice is harmless, and a callback may remove itself while it is called.
-TEST_F(AssertCallbacks, RemovedCallbackIsNotCalled) {
-  ut::addAssertCallback(first);
   ut::addAssertCallback(selfRemoving);
   ut::addAssertCallback(second);
   ut::removeAssertCallback(first);
   ut::removeAssertCallback(first);
   ut::callAssert("e", "m", "f", 1);
   ut::callAssert("e", "m", "f", 1);
-  EXPECT_EQ(g_calls, (std::vector<std::string>{"selfRemoving", "second", "second"}));
+  ut::removeAssertCallback(second);
+  EXPECT_EQ(g_calls, (std::vector<std::string>{"first:x > 0|bad x|f.cpp|7", "second", "second", "first:|||0",
+                                               "selfRemoving", "second", "second"}));
 }
 
 }  // namespace
