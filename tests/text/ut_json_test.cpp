@@ -4,9 +4,7 @@
 
 #include "test_support.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
+#include <functional>
 
 namespace {
 
@@ -15,9 +13,6 @@ const ut::JsonValue kDocument = ut::JsonValue::parse(R"({
   "uint": 18446744073709551615, "real": 3.0, "null": null, "gr\u00f6\u00dfe": 7, "big": 4294967297
 })");
 const ut::JsonObject& kObject = kDocument.get_ref<const ut::JsonObject&>();
-
-// The kind each accessor reads, by the member it finds it in.
-const char* const kMembers[] = {"object", "array", "string", "bool", "int", "uint", "real", "null"};
 
 std::string thrown(const std::function<void()>& read) {
   try {
@@ -29,7 +24,8 @@ std::string thrown(const std::function<void()>& read) {
 }
 
 TEST(JsonTest, EachAccessorReadsItsOwnKindAndNoOther) {
-  for (const char* member : kMembers) {
+  // Each member holds the kind it is named after.
+  for (const char* member : {"object", "array", "string", "bool", "int", "uint", "real", "null"}) {
     SCOPED_TRACE(member);
     const OdString key = OdString(OdAnsiString(member));
     const std::string name = member;
