@@ -14,13 +14,11 @@ const ut::JsonValue kDocument = ut::JsonValue::parse(R"({
 })");
 const ut::JsonObject& kObject = kDocument.get_ref<const ut::JsonObject&>();
 
-std::string thrown(const std::function<void()>& read) {
-  try {
-    read();
-  } catch (const ut::JsonParseError& e) {
-    return e.what();
-  }
+std::string thrown(const std::function<void()>& read) try {
+  read();
   return "nothing";
+} catch (const ut::JsonParseError& e) {
+  return e.what();
 }
 
 TEST(JsonTest, EachAccessorReadsItsOwnKindAndNoOther) {

@@ -25,17 +25,15 @@ ut::HttpsRequest get(const std::string& path) { return Builder().request(path).b
 
 // What a request came to: "ok", "response <status>", "error: <message>" or "network <code>".
 std::string outcome(const ut::HttpsService& service, const ut::HttpsRequest& request,
-                    const ut::HttpsService::Progress& progress = {}) {
-  try {
-    (void)service.execute(request, progress);
-    return "ok";
-  } catch (const ut::HttpsResponseError& e) {
-    return "response " + std::to_string(e.response().status);
-  } catch (const ut::HttpsError& e) {
-    return "error: " + std::string(e.what());
-  } catch (const ut::HttpsCurlNetworkError& e) {
-    return "network " + std::to_string(e.getCurlErrorCode());
-  }
+                    const ut::HttpsService::Progress& progress = {}) try {
+  (void)service.execute(request, progress);
+  return "ok";
+} catch (const ut::HttpsResponseError& e) {
+  return "response " + std::to_string(e.response().status);
+} catch (const ut::HttpsError& e) {
+  return "error: " + std::string(e.what());
+} catch (const ut::HttpsCurlNetworkError& e) {
+  return "network " + std::to_string(e.getCurlErrorCode());
 }
 
 // The headers the server received last, without Host, which names its port.
@@ -129,7 +127,6 @@ TEST_F(HttpsTest, ComposesUrlsFromTheSchemeAndDomainUnlessAbsolute) {
             "http://" + plain.domain() + "/v1");
   for (const std::string& url : {"https://" + server().domain() + "/a", "http://" + plain.domain() + "/b"})
     EXPECT_EQ(elsewhere.execute(Builder().request(url).https(false).build()).effectiveUrl, url);
-  EXPECT_EQ(elsewhere.domain(), "unused.invalid");
 }
 
 TEST_F(HttpsTest, ReturnsStatusesBelow400AndThrowsTheResponseFrom400) {
@@ -202,8 +199,7 @@ TEST_F(HttpsTest, LogsToAFileOfItsOwnerOnlyWithoutOverwritingOlderLogs) {
   qxtest::TempDir dir;
   const fs::path log = dir.path() / "https.log";
   const auto numbered = [&](int i) { return i ? fs::path(log.string() + "." + std::to_string(i)) : log; };
-  std::ofstream(numbered(0)) << "older";
-  std::ofstream(numbered(1)) << "older";
+  for (const int i : {0, 1}) std::ofstream(numbered(i)) << "older";
   const mode_t mask = umask(0);
   m_service.setLoggingFile(ut::FileName(od(log)));
   umask(mask);
