@@ -16,23 +16,13 @@
 
 #include <algorithm>
 #include <chrono>
-#include <mutex>
 #include <vector>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-qxtest::HttpsServer& server() {
-  static qxtest::HttpsServer trusted;
-  static std::once_flag installed;
-  std::call_once(installed, [] {
-    qxtest::installAuthority([] {
-      (void)ut::HttpsService(trusted.domain()).execute(ut::HttpsRequestBuilder().request("/").build());
-    });
-  });
-  return trusted;
-}
+qxtest::HttpsServer& server() { return qxtest::trustedServer(); }
 
 std::string url() { return "https://" + server().domain() + "/small"; }
 

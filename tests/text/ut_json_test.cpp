@@ -4,9 +4,7 @@
 
 #include "test_support.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
+#include <functional>
 
 namespace {
 
@@ -16,20 +14,16 @@ const ut::JsonValue kDocument = ut::JsonValue::parse(R"({
 })");
 const ut::JsonObject& kObject = kDocument.get_ref<const ut::JsonObject&>();
 
-// The kind each accessor reads, by the member it finds it in.
-const char* const kMembers[] = {"object", "array", "string", "bool", "int", "uint", "real", "null"};
-
-std::string thrown(const std::function<void()>& read) {
-  try {
-    read();
-  } catch (const ut::JsonParseError& e) {
-    return e.what();
-  }
+std::string thrown(const std::function<void()>& read) try {
+  read();
   return "nothing";
+} catch (const ut::JsonParseError& e) {
+  return e.what();
 }
 
 TEST(JsonTest, EachAccessorReadsItsOwnKindAndNoOther) {
-  for (const char* member : kMembers) {
+  // Each member holds the kind it is named after.
+  for (const char* member : {"object", "array", "string", "bool", "int", "uint", "real", "null"}) {
     SCOPED_TRACE(member);
     const OdString key = OdString(OdAnsiString(member));
     const std::string name = member;

@@ -2,4 +2,4 @@
 include_guard(GLOBAL)
 add_library(qx_https_server STATIC ${CMAKE_CURRENT_LIST_DIR}/https_server.cpp)
 target_include_directories(qx_https_server PUBLIC ${CMAKE_CURRENT_LIST_DIR})
-target_link_libraries(qx_https_server PUBLIC Boost::headers OpenSSL::SSL OpenSSL::Crypto)
+target_link_libraries(qx_https_server PUBLIC qxutils Boost::headers OpenSSL::SSL OpenSSL::Crypto)

@@ -2,6 +2,8 @@
 
 #include "https_server.h"
 
+#include "ut_https.h"
+
 #include <boost/asio.hpp>
 #include <boost/asio/ssl.hpp>
 #include <boost/beast/core.hpp>
@@ -13,7 +15,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -31,77 +32,33 @@ using asio::use_awaitable;
 using asio::ip::tcp;
 using Request = http::request<http::string_body>;
 
+// A key and a certificate for 127.0.0.1 signed with it: trusted where the certificate is in the bundle.
 struct Identity {
   std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key{EVP_EC_gen("P-256"), EVP_PKEY_free};
   std::unique_ptr<X509, decltype(&X509_free)> certificate{X509_new(), X509_free};
+
+  Identity() {
+    X509* cert = certificate.get();
+    X509_set_version(cert, 2);
+    X509_gmtime_adj(X509_getm_notBefore(cert), -3600);
+    X509_gmtime_adj(X509_getm_notAfter(cert), 86400);
+    X509_set_pubkey(cert, key.get());
+    X509_NAME_add_entry_by_txt(X509_get_subject_name(cert), "CN", MBSTRING_ASC,
+                               reinterpret_cast<const unsigned char*>("127.0.0.1"), -1, -1, 0);
+    X509_set_issuer_name(cert, X509_get_subject_name(cert));
+    X509_EXTENSION* names = X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, "IP:127.0.0.1");
+    X509_add_ext(cert, names, -1);
+    X509_EXTENSION_free(names);
+    X509_sign(cert, key.get(), EVP_sha256());
+  }
 };
 
-// Certifies `subject` as an authority or as the server at 127.0.0.1, signed by `issuer` or by itself.
-void certify(Identity& subject, const Identity* issuer, bool authority) {
-  static std::atomic<long> serial{1};
-  X509* cert = subject.certificate.get();
-  X509* issuerCert = issuer ? issuer->certificate.get() : cert;
-  X509_set_version(cert, 2);
-  ASN1_INTEGER_set(X509_get_serialNumber(cert), serial++);
-  X509_gmtime_adj(X509_getm_notBefore(cert), -3600);
-  X509_gmtime_adj(X509_getm_notAfter(cert), 86400);
-  X509_set_pubkey(cert, subject.key.get());
-  const char* name = authority ? "qxutils test authority" : "127.0.0.1";
-  X509_NAME_add_entry_by_txt(X509_get_subject_name(cert), "CN", MBSTRING_ASC,
-                             reinterpret_cast<const unsigned char*>(name), -1, -1, 0);
-  X509_set_issuer_name(cert, X509_get_subject_name(issuerCert));
-  X509V3_CTX context;
-  X509V3_set_ctx(&context, issuerCert, cert, nullptr, nullptr, 0);
-  using Extensions = std::vector<std::pair<int, const char*>>;
-  for (auto [nid, value] : authority ? Extensions{{NID_basic_constraints, "critical,CA:TRUE"},
-                                                  {NID_key_usage, "critical,keyCertSign"}}
-                                     : Extensions{{NID_subject_alt_name, "IP:127.0.0.1,DNS:localhost"}}) {
-    X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, nid, value);
-    X509_add_ext(cert, extension, -1);
-    X509_EXTENSION_free(extension);
-  }
-  X509_sign(cert, (issuer ? issuer : &subject)->key.get(), EVP_sha256());
-}
-
-const Identity& authorityIdentity() {
-  static const Identity identity = [] {
-    Identity made;
-    certify(made, nullptr, true);
-    return made;
-  }();
+const Identity& trustedIdentity() {
+  static const Identity identity;
   return identity;
 }
 
-std::string attribute(const std::string& head, const std::string& name) {
-  const size_t at = head.find(name);
-  if (at == std::string::npos) return {};
-  const size_t start = at + name.size();
-  return head.substr(start, head.find_first_of("\"\r", start) - start);
-}
-
-std::vector<ReceivedPart> partsOf(const std::string& type, const std::string& body) {
-  std::vector<ReceivedPart> parts;
-  const size_t at = type.find("boundary=");
-  if (type.rfind("multipart/form-data", 0) != 0 || at == std::string::npos) return parts;
-  const std::string text = "\r\n" + body, delimiter = "\r\n--" + type.substr(at + 9);
-  for (size_t pos = text.find(delimiter); pos != std::string::npos;) {
-    const size_t headStart = pos + delimiter.size(), headEnd = text.find("\r\n\r\n", headStart);
-    pos = text.find(delimiter, headEnd);
-    if (text.compare(headStart, 2, "--") == 0 || pos == std::string::npos) break;
-    const std::string head = text.substr(headStart, headEnd - headStart);
-    parts.push_back({attribute(head, "; name=\""), attribute(head, "; filename=\""),
-                     attribute(head, "Content-Type: "), text.substr(headEnd + 4, pos - headEnd - 4)});
-  }
-  return parts;
-}
-
 }  // namespace
-
-std::string Received::header(const std::string& name) const {
-  for (const auto& [key, value] : headers)
-    if (beast::iequals(key, name)) return value;
-  return {};
-}
 
 // Declared so that the coroutines, which the io_context destroys, find everything they use still there.
 struct HttpsServer::State {
@@ -109,7 +66,7 @@ struct HttpsServer::State {
   std::mutex mutex;
   std::vector<Received> received;
   int connections = 0, met = 0;
-  Identity identity;
+  Identity untrusted;
   asio::ssl::context tls{asio::ssl::context::tls_server};
   asio::io_context io;
   tcp::acceptor acceptor{io, {asio::ip::make_address("127.0.0.1"), 0}};
@@ -161,9 +118,8 @@ struct HttpsServer::State {
   }
 
   void record(const Request& request) {
-    Received got{std::string(request.method_string()), std::string(request.target()), request.body(), {}, {}};
+    Received got{std::string(request.method_string()), request.body(), {}};
     for (const auto& field : request) got.headers.emplace_back(field.name_string(), field.value());
-    got.parts = partsOf(got.header("Content-Type"), got.body);
     const std::lock_guard lock(mutex);
     received.push_back(std::move(got));
   }
@@ -176,8 +132,8 @@ struct HttpsServer::State {
     };
     http::response<http::string_body> response{http::status::ok, request.version()};
     response.body() = request.body().empty() ? target : request.body();
-    if (target == "/cut" || target == "/malformed") {
-      const char* reply = target == "/cut" ? "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n0123456789" : "HELLO?\r\n\r\n";
+    if (target == "/cut") {
+      const char* reply = "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n0123456789";
       co_await asio::async_write(stream, asio::buffer(reply, std::strlen(reply)), use_awaitable);
       co_return false;
     }
@@ -189,9 +145,6 @@ struct HttpsServer::State {
       response.set(http::field::location, "/echo");
     } else if (const long ms = number("/slow/"); ms >= 0) {
       co_await pause(ms);
-    } else if (const long size = number("/big/"); size >= 0) {
-      response.body().resize(static_cast<size_t>(size));
-      for (long i = 0; i < size; ++i) response.body()[i] = static_cast<char>('a' + i % 26);
     } else if (const long expected = number("/meet/"); expected >= 0) {
       add(met, 1);
       for (int i = 0; i < 2000 && add(met, 0) < expected; ++i) co_await pause(5);
@@ -208,9 +161,9 @@ HttpsServer::HttpsServer(Kind kind) : m_state(std::make_unique<State>()) {
   State& state = *m_state;
   state.kind = kind;
   if (kind != ePlain) {
-    certify(state.identity, kind == eTrusted ? &authorityIdentity() : nullptr, false);
-    SSL_CTX_use_certificate(state.tls.native_handle(), state.identity.certificate.get());
-    SSL_CTX_use_PrivateKey(state.tls.native_handle(), state.identity.key.get());
+    const Identity& identity = kind == eTrusted ? trustedIdentity() : state.untrusted;
+    SSL_CTX_use_certificate(state.tls.native_handle(), identity.certificate.get());
+    SSL_CTX_use_PrivateKey(state.tls.native_handle(), identity.key.get());
   }
   asio::co_spawn(state.io, state.accept(), asio::detached);
   state.thread = std::thread([&state] { state.io.run(); });
@@ -241,7 +194,7 @@ void HttpsServer::reset() {
 const std::string& HttpsServer::authority() {
   static const std::string pem = [] {
     std::unique_ptr<BIO, decltype(&BIO_free)> bio(BIO_new(BIO_s_mem()), BIO_free);
-    PEM_write_bio_X509(bio.get(), authorityIdentity().certificate.get());
+    PEM_write_bio_X509(bio.get(), trustedIdentity().certificate.get());
     char* data = nullptr;
     const long size = BIO_get_mem_data(bio.get(), &data);
     return std::string(data, static_cast<size_t>(size));
@@ -249,13 +202,18 @@ const std::string& HttpsServer::authority() {
   return pem;
 }
 
-void installAuthority(const std::function<void()>& readBundle) {
-  const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  const int lock = open((folder / "cacert.pem.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  flock(lock, LOCK_EX);
-  std::ofstream(folder / "cacert.pem", std::ios::binary | std::ios::trunc) << HttpsServer::authority();
-  readBundle();
-  close(lock);
+HttpsServer& trustedServer() {
+  static HttpsServer server;
+  static std::once_flag installed;
+  std::call_once(installed, [] {
+    const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const int lock = open((folder / "cacert.pem.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    flock(lock, LOCK_EX);
+    std::ofstream(folder / "cacert.pem", std::ios::binary | std::ios::trunc) << HttpsServer::authority();
+    (void)ut::HttpsService(server.domain()).execute(ut::HttpsRequestBuilder().request("/").build());
+    close(lock);
+  });
+  return server;
 }
 
 }  // namespace qxtest

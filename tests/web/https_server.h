@@ -1,16 +1,14 @@
 // A real HTTPS server on 127.0.0.1 for the web family's tests and benchmarks: Boost.Beast over Asio and
-// OpenSSL, on a thread of its own, with certificates made as it starts. It records every request and
+// OpenSSL, on a thread of its own, with a certificate made as it starts. It records every request and
 // answers by path:
 //   /status/<n>   status n, body "status <n>"       /redirect   302 to /echo
-//   /slow/<ms>    the echo after <ms> ms             /big/<n>    a body of n bytes
+//   /slow/<ms>    the echo after <ms> ms             /meet/<n>   answers once n requests have come (10 s at most)
 //   /cut          a Content-Length of 1000, 10 bytes, then the connection closed
-//   /malformed    a reply that is not HTTP           /meet/<n>   answers once n requests have come (10 s at most)
 //   anything else 200 with the request's body, or its target when it has none
 
 #ifndef QX_TESTS_HTTPS_SERVER_H
 #define QX_TESTS_HTTPS_SERVER_H
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -18,20 +16,14 @@
 
 namespace qxtest {
 
-struct ReceivedPart {
-  std::string name, fileName, type, content;
-};
-
 struct Received {
-  std::string method, target, body;
+  std::string method, body;
   std::vector<std::pair<std::string, std::string>> headers;  // in the order they came
-  std::vector<ReceivedPart> parts;                            // of a multipart/form-data body
-  std::string header(const std::string& name) const;          // empty when absent
 };
 
 class HttpsServer {
  public:
-  // eTrusted: certified by authority(); eUntrusted: by a certificate of its own; ePlain: HTTP, no TLS.
+  // eTrusted: the certificate in authority(); eUntrusted: a certificate of its own; ePlain: HTTP, no TLS.
   enum Kind { eTrusted, eUntrusted, ePlain };
   explicit HttpsServer(Kind kind = eTrusted);
   ~HttpsServer();
@@ -41,7 +33,7 @@ class HttpsServer {
   int connections() const;  // accepted so far
   void reset();             // forgets what was received and counted
 
-  // The PEM certificate of the authority that certifies trusted servers; one per process.
+  // The PEM certificate of every trusted server; one per process.
   static const std::string& authority();
 
  private:
@@ -49,9 +41,10 @@ class HttpsServer {
   std::unique_ptr<State> m_state;
 };
 
-// Writes authority() as "cacert.pem" beside the running program and has `readBundle` run while no other
-// process can replace the file: test programs in one folder share it, and the library reads it once.
-void installAuthority(const std::function<void()>& readBundle);
+// The process's trusted server. The first call writes authority() as "cacert.pem" beside the running
+// program and has the library read it while no other process can replace the file: test programs in
+// one folder share it, and the library reads it once.
+HttpsServer& trustedServer();
 
 }  // namespace qxtest
 

@@ -4,11 +4,10 @@
 #include "platform/files.h"
 #include "test_support.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <mutex>
+#include <algorithm>
+#include <regex>
 #include <set>
 #include <thread>
 
@@ -17,42 +16,44 @@ namespace {
 namespace fs = std::filesystem;
 using qxtest::HttpsServer;
 using Builder = ut::HttpsRequestBuilder;
-using Headers = std::vector<std::pair<std::string, std::string>>;
+using Header = std::pair<std::string, std::string>;
+using Headers = std::vector<Header>;
 
 OdString od(const fs::path& path) { return OdString(path.wstring()); }
-
+HttpsServer& server() { return qxtest::trustedServer(); }
 ut::HttpsRequest get(const std::string& path) { return Builder().request(path).build(); }
-
-// The trusted server, whose authority the library has read as its bundle before any test runs.
-HttpsServer& server() {
-  static HttpsServer trusted;
-  static std::once_flag installed;
-  std::call_once(installed, [] {
-    qxtest::installAuthority([] { (void)ut::HttpsService(trusted.domain()).execute(get("/")); });
-  });
-  return trusted;
-}
 
 // What a request came to: "ok", "response <status>", "error: <message>" or "network <code>".
 std::string outcome(const ut::HttpsService& service, const ut::HttpsRequest& request,
-                    const ut::HttpsService::Progress& progress = {}) {
-  try {
-    (void)service.execute(request, progress);
-    return "ok";
-  } catch (const ut::HttpsResponseError& e) {
-    return "response " + std::to_string(e.response().status);
-  } catch (const ut::HttpsError& e) {
-    return "error: " + std::string(e.what());
-  } catch (const ut::HttpsCurlNetworkError& e) {
-    return "network " + std::to_string(e.getCurlErrorCode());
-  }
+                    const ut::HttpsService::Progress& progress = {}) try {
+  (void)service.execute(request, progress);
+  return "ok";
+} catch (const ut::HttpsResponseError& e) {
+  return "response " + std::to_string(e.response().status);
+} catch (const ut::HttpsError& e) {
+  return "error: " + std::string(e.what());
+} catch (const ut::HttpsCurlNetworkError& e) {
+  return "network " + std::to_string(e.getCurlErrorCode());
 }
 
 // The headers the server received last, without Host, which names its port.
-Headers lastHeaders(const HttpsServer& from) {
-  Headers headers = from.received().back().headers;
+Headers lastHeaders() {
+  Headers headers = server().received().back().headers;
   std::erase_if(headers, [](const auto& header) { return header.first == "Host"; });
   return headers;
+}
+
+// Whether the server received last a multipart body of exactly these parts, in order: each a pattern of
+// its head after "Content-Disposition: form-data; ", and one of its content.
+bool lastPartsAre(const std::vector<std::pair<std::string, std::string>>& parts) {
+  const qxtest::Received got = server().received().back();
+  const std::string delimiter = got.body.substr(0, got.body.find("\r\n"));
+  std::string pattern;
+  for (const auto& [head, content] : parts)
+    pattern += delimiter + "\r\nContent-Disposition: form-data; " + head + "\r\n\r\n" + content + "\r\n";
+  const Header type{"Content-Type", "multipart/form-data; boundary=" + delimiter.substr(2)};
+  return std::ranges::count(got.headers, type) == 1 &&
+         std::regex_match(got.body, std::regex(pattern + delimiter + "--\r\n"));
 }
 
 class HttpsTest : public testing::Test {
@@ -61,40 +62,28 @@ class HttpsTest : public testing::Test {
   ut::HttpsService m_service{server().domain()};
 };
 
-TEST(HttpsRequestTest, DefaultsAndEverySetter) {
-  const ut::HttpsRequest plain;
-  EXPECT_TRUE(plain.method == ut::HttpsRequest::eGet && plain.timeout == 30000 && plain.https &&
-              plain.followRedirection && plain.verifySSLCertificate && plain.setExpect);
-  EXPECT_FALSE(plain.sendJson || plain.isMultiPart || plain.forbidReuse || plain.ignoreErrorCheck(500));
-  const ut::HttpsRequest::MultiPartData part{"n", "f", "d", 1};
-  const ut::HttpsRequest built = Builder(plain).put().request("/r").body("b").timeout(5).sendJson(true)
-      .setAcceptHeader("a").followRedirection(false).https(false).verifySSLCertificate(false)
-      .authorizeBearer("t").authorizeCredentials("u", "p").addAdditionalHeader("k", "1")
-      .addAdditionalHeader("k", "2").addIgnoreErrorCheck([](long s) { return s == 404; }).mimeBodyData("m")
-      .mimeMultiPart(part).forbidReuse(true).setExpect(false).build();
-  EXPECT_TRUE(built.method == ut::HttpsRequest::ePut && built.request == "/r" && built.body == "b" &&
-              built.timeout == 5 && built.sendJson && built.acceptHeader == "a" && !built.followRedirection &&
-              !built.https && !built.verifySSLCertificate && built.bearerToken == "t" && built.userName == "u" &&
-              built.password == "p" && built.ignoreErrorCheck(404) && built.mimeBodyName == "m" &&
-              built.isMultiPart && built.multiParts.size() == 1 && built.forbidReuse && !built.setExpect);
-  EXPECT_EQ(built.additionalHeaders, (std::map<std::string, std::string>{{"k", "2"}}));
-  EXPECT_EQ(Builder().sendModelData({part, part}).post().build().multiParts.size(), 2u);
-  EXPECT_TRUE(Builder().mimeMultiPart(part).build().isMultiPart);
+// What no transfer shows: the caller's own status check, kept for it, and the default time limit.
+TEST(HttpsRequestTest, KeepsTheCallersStatusCheckAndAThirtySecondLimit) {
+  const ut::HttpsRequest put = Builder().put().addIgnoreErrorCheck([](long s) { return s == 404; }).build();
+  const ut::HttpsRequest copy = Builder(put).build();
+  EXPECT_TRUE(copy.method == ut::HttpsRequest::ePut && copy.ignoreErrorCheck(404) && !copy.ignoreErrorCheck(500));
+  EXPECT_EQ(Builder(put).get().build().method, ut::HttpsRequest::eGet);
+  EXPECT_FALSE(ut::HttpsRequest().ignoreErrorCheck(404));
+  EXPECT_EQ(ut::HttpsRequest().timeout, 30000);
 }
 
 TEST(PercentCodesTest, EncodeAndDecodeOnlyTheirFourteenCodes) {
-  const std::pair<const wchar_t*, const wchar_t*> both[] = {
-      {L"plain name (2).dwg", L"plain name (2).dwg"},
-      {L"a%b/c", L"a%25b%2Fc"},
-      {L"\"*,/:;<=>?\\`|%", L"%22%2A%2C%2F%3A%3B%3C%3D%3E%3F%5C%60%7C%25"},
-  };
-  for (const auto& [text, encoded] : both) {
+  // Each row: a text, what percentEncode makes of it, and what percentDecode makes of it.
+  const std::tuple<const wchar_t*, const wchar_t*, const wchar_t*> rows[] = {
+      {L"plain name (2).dwg", L"plain name (2).dwg", L"plain name (2).dwg"},
+      {L"\"*,/:;<=>?\\`|%", L"%22%2A%2C%2F%3A%3B%3C%3D%3E%3F%5C%60%7C%25", L"\"*,/:;<=>?\\`|%"},
+      {L"a%b/c", L"a%25b%2Fc", L"a%b/c"}, {L"a%2fb", L"a%252fb", L"a%2fb"}, {L"%2520", L"%252520", L"%20"},
+      {L"%41%2", L"%2541%252", L"%41%2"}, {L"%253A", L"%25253A", L"%3A"}};
+  for (const auto& [text, encoded, decoded] : rows) {
     EXPECT_EQ(ut::percentEncode(text), encoded);
     EXPECT_EQ(ut::percentDecode(encoded), text);
+    EXPECT_EQ(ut::percentDecode(text), decoded);
   }
-  const std::pair<const wchar_t*, const wchar_t*> decodedOnly[] = {
-      {L"a%2fb", L"a%2fb"}, {L"%2520", L"%20"}, {L"%41%2", L"%41%2"}, {L"%253A", L"%3A"}};
-  for (const auto& [text, decoded] : decodedOnly) EXPECT_EQ(ut::percentDecode(text), decoded) << text;
 }
 
 TEST_F(HttpsTest, SendsTheMethodBodyAndHeadersInTheirOrder) {
@@ -105,24 +94,28 @@ TEST_F(HttpsTest, SendsTheMethodBodyAndHeadersInTheirOrder) {
   };
   ut::HttpsRequest unnamed = Builder().request("/p").body("x=1").build();
   unnamed.method = ut::HttpsRequest::EMethod(7);  // none libcurl is told of: a body makes it a POST
+  const std::string large(2 << 20, 'b');          // so large that libcurl asks whether to send it
+  const Header any{"Accept", "*/*"}, form{"Content-Type", "application/x-www-form-urlencoded"},
+      largeLength{"Content-Length", "2097152"};
   const Row rows[] = {
-      {get("/v1/items"), "GET", {{"Accept", "*/*"}}},
+      {get("/v1/items"), "GET", {any}},
       {Builder().post().request("/p").body("{}").sendJson(true).authorizeBearer("tok").setAcceptHeader("text/x")
-           .addAdditionalHeader("X-B", "2").addAdditionalHeader("X-A", "1").build(),
+           .addAdditionalHeader("X-A", "0").addAdditionalHeader("X-B", "2").addAdditionalHeader("X-A", "1").build(),
        "POST",
        {{"Content-Type", "application/json"}, {"Authorization", "Bearer tok"}, {"Accept", "text/x"},
         {"X-A", "1"}, {"X-B", "2"}, {"Content-Length", "2"}}},
       {Builder().put().request("/p").addAdditionalHeader("X-A", "1").build(), "PUT",
-       {{"Accept", "*/*"}, {"X-A", "1"}, {"Content-length", "0"}}},
-      {Builder().put().request("/p").authorizeCredentials("u", "p").build(), "PUT",
-       {{"Authorization", "Basic dTpw"}, {"Accept", "*/*"}}},
-      {unnamed, "POST", {{"Accept", "*/*"}, {"Content-Length", "3"}, {"Content-Type", "application/x-www-form-urlencoded"}}},
+       {any, {"X-A", "1"}, {"Content-length", "0"}}},
+      {Builder().put().request("/p").authorizeCredentials("u", "p").build(), "PUT", {{"Authorization", "Basic dTpw"}, any}},
+      {unnamed, "POST", {any, {"Content-Length", "3"}, form}},
+      {Builder().post().request("/p").body(large).build(), "POST", {any, largeLength, form, {"Expect", "100-continue"}}},
+      {Builder().post().request("/p").body(large).setExpect(false).build(), "POST", {any, largeLength, form}},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.request.request + " " + row.method);
+    SCOPED_TRACE(testing::Message() << "row " << &row - rows);
     EXPECT_EQ(m_service.execute(row.request).body, row.request.body.empty() ? row.request.request : row.request.body);
     EXPECT_EQ(server().received().back().method, row.method);
-    EXPECT_EQ(lastHeaders(server()), row.headers);
+    EXPECT_EQ(lastHeaders(), row.headers);
   }
 }
 
@@ -134,7 +127,6 @@ TEST_F(HttpsTest, ComposesUrlsFromTheSchemeAndDomainUnlessAbsolute) {
             "http://" + plain.domain() + "/v1");
   for (const std::string& url : {"https://" + server().domain() + "/a", "http://" + plain.domain() + "/b"})
     EXPECT_EQ(elsewhere.execute(Builder().request(url).https(false).build()).effectiveUrl, url);
-  EXPECT_EQ(elsewhere.domain(), "unused.invalid");
 }
 
 TEST_F(HttpsTest, ReturnsStatusesBelow400AndThrowsTheResponseFrom400) {
@@ -154,8 +146,6 @@ TEST_F(HttpsTest, ReturnsStatusesBelow400AndThrowsTheResponseFrom400) {
   EXPECT_EQ(followed.effectiveUrl, "https://" + server().domain() + "/echo");
   EXPECT_NE(followed.headers.find("302 Found\r\n"), std::string::npos);
   EXPECT_EQ(m_service.execute(Builder().request("/redirect").followRedirection(false).build()).status, 302);
-  const std::string big = m_service.execute(get("/big/5000000")).body;
-  EXPECT_TRUE(big.size() == 5000000 && big[0] == 'a' && big[4999999] == 'a' + 4999999 % 26);
 }
 
 TEST_F(HttpsTest, SendsTheBodyPartAndEveryFurtherPartOfAMultipartRequest) {
@@ -164,22 +154,12 @@ TEST_F(HttpsTest, SendsTheBodyPartAndEveryFurtherPartOfAMultipartRequest) {
   const ut::HttpsRequest::MultiPartData file{"drawing", "site.dwg", (dir.path() / "plan.dwg").string(), 0};
   const ut::HttpsRequest::MultiPartData content{"note", "note.txt", "inline bytes", 1};
   (void)m_service.execute(Builder().post().request("/up").mimeBodyData("meta").body("{}").sendJson(true)
-                              .sendModelData({file, content}).build());
-  const auto parts = server().received().back().parts;
-  ASSERT_EQ(parts.size(), 3u);
-  EXPECT_TRUE(parts[0].name == "meta" && parts[0].type == "application/json" && parts[0].content == "{}");
-  EXPECT_TRUE(parts[1].name == "drawing" && parts[1].fileName == "site.dwg" && parts[1].content == "file bytes");
-  EXPECT_TRUE(parts[2].name == "note" && parts[2].fileName == "note.txt" && parts[2].content == "inline bytes");
+                              .mimeMultiPart(content).sendModelData({file, content}).build());
+  const std::pair<std::string, std::string> note = {R"(name="note"; filename="note.txt"(\r\n.*)?)", "inline bytes"};
+  EXPECT_TRUE(lastPartsAre({{R"(name="meta"\r\nContent-Type: application/json)", R"(\{\})"},
+                            {R"(name="drawing"; filename="site.dwg"(\r\n.*)?)", "file bytes"}, note}));
   (void)m_service.execute(Builder().post().request("/up").mimeMultiPart(content).build());
-  EXPECT_EQ(server().received().back().parts.size(), 1u);
-}
-
-TEST_F(HttpsTest, AsksForContinuationOfALargeBodyUnlessTold) {
-  const std::string body(2 << 20, 'b');
-  for (const bool expect : {true, false}) {
-    EXPECT_EQ(m_service.execute(Builder().post().request("/p").body(body).setExpect(expect).build()).body, body);
-    EXPECT_EQ(server().received().back().header("Expect"), expect ? "100-continue" : "");
-  }
+  EXPECT_TRUE(lastPartsAre({note}));
 }
 
 // After each of these, the same service must send a plain GET as a new handle would: nothing of the
@@ -199,7 +179,6 @@ TEST_F(HttpsTest, FailsClearlyAndLeavesNothingBehindForTheNextRequest) {
       {Builder().request("/slow/3000").timeout(100).build(), "error: Timeout was reached"},
       {get("/slow/100"), "error: Operation was aborted by an application callback", cancel},
       {get("/cut"), "error: Transferred a partial file"},
-      {get("/malformed"), "error: Unsupported protocol"},
       {Builder().post().request("/up").mimeMultiPart({"f", "f", "/no/such/file", 0}).build(),
        "error: Failed to open/read local data from file/application"},
       {Builder().post().request("/status/500").body("b").authorizeCredentials("u", "p").build(), "response 500"},
@@ -211,7 +190,7 @@ TEST_F(HttpsTest, FailsClearlyAndLeavesNothingBehindForTheNextRequest) {
     EXPECT_EQ(m_service.execute(get("/clean")).body, "/clean");
     const qxtest::Received clean = server().received().back();
     EXPECT_TRUE(clean.method == "GET" && clean.body.empty());
-    EXPECT_EQ(lastHeaders(server()), (Headers{{"Accept", "*/*"}}));
+    EXPECT_EQ(lastHeaders(), (Headers{{"Accept", "*/*"}}));
   }
   EXPECT_THROW((void)m_service.execute(get("https://nothing.invalid/")), OdError);
 }
@@ -219,23 +198,21 @@ TEST_F(HttpsTest, FailsClearlyAndLeavesNothingBehindForTheNextRequest) {
 TEST_F(HttpsTest, LogsToAFileOfItsOwnerOnlyWithoutOverwritingOlderLogs) {
   qxtest::TempDir dir;
   const fs::path log = dir.path() / "https.log";
-  std::ofstream(log) << "older";
-  std::ofstream(log.string() + ".1") << "older";
+  const auto numbered = [&](int i) { return i ? fs::path(log.string() + "." + std::to_string(i)) : log; };
+  for (const int i : {0, 1}) std::ofstream(numbered(i)) << "older";
   const mode_t mask = umask(0);
   m_service.setLoggingFile(ut::FileName(od(log)));
   umask(mask);
-  const fs::path chosen = log.string() + ".2";
-  ASSERT_EQ(m_service.getLoggingFilePath()->getFullPath(), od(chosen));
-  EXPECT_EQ(fs::status(chosen).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  ASSERT_EQ(m_service.getLoggingFilePath()->getFullPath(), od(numbered(2)));
+  EXPECT_EQ(fs::status(numbered(2)).permissions(), fs::perms::owner_read | fs::perms::owner_write);
   (void)m_service.execute(Builder().request("/").authorizeBearer("secret").build());
-  EXPECT_NE(qxtest::fileBytes(chosen).find("> GET / HTTP/1.1\r\n"), std::string::npos);
-  EXPECT_NE(qxtest::fileBytes(chosen).find("Authorization: Bearer secret"), std::string::npos);
+  const std::string logged = qxtest::fileBytes(numbered(2));
+  EXPECT_TRUE(logged.find("> GET / HTTP/1.1\r\n") != std::string::npos &&
+              logged.find("Authorization: Bearer secret") != std::string::npos);
   m_service.setLoggingFile(std::nullopt);
-  const auto logged = fs::file_size(chosen);
   (void)m_service.execute(get("/"));
-  EXPECT_TRUE(!m_service.getLoggingFilePath() && fs::file_size(chosen) == logged);
+  EXPECT_TRUE(!m_service.getLoggingFilePath() && qxtest::fileBytes(numbered(2)) == logged);
   // With every numbered name taken, the one made first is reused: here ".5", made before the others.
-  const auto numbered = [&](int i) { return i ? fs::path(log.string() + "." + std::to_string(i)) : log; };
   const auto madeAt = [](const fs::path& name) { return ut::platform::fileCreationTimeNs(od(name)).value_or(0); };
   std::ofstream(numbered(5)) << "oldest";
   for (int i = 0; i <= 10; ++i) {
@@ -279,15 +256,14 @@ TEST_F(HttpsTest, IndependentServicesRunAtOnce) {
   EXPECT_EQ(met, kServices);
 }
 
-TEST_F(HttpsTest, MovesAndEncodesAndOutlivesTheGlobalSetUp) {
+TEST_F(HttpsTest, MovesEncodesClosesWhenToldAndOutlivesTheGlobalSetUp) {
   ut::HttpsService moved = std::move(m_service);
   EXPECT_TRUE(m_service.domain().empty() && m_service.urlEncode("a b").empty());
   EXPECT_EQ(moved.urlEncode("a b/\xC3\xA9~"), "a%20b%2F%C3%A9~");
-  moved = ut::HttpsService(server().domain());
-  EXPECT_EQ(moved.execute(Builder().request("/echo").forbidReuse(true).build()).status, 200);
-  { const ut::HttpsService last = std::move(moved); }
-  EXPECT_EQ(ut::HttpsService(server().domain()).execute(get("/echo")).body, "/echo");
+  for (int i = 0; i < 2; ++i) (void)moved.execute(Builder().request("/echo").forbidReuse(true).build());
   EXPECT_EQ(server().connections(), 2);
+  { const ut::HttpsService last = std::move(moved); }  // libcurl's global state goes with the last service
+  EXPECT_EQ(ut::HttpsService(server().domain()).execute(get("/echo")).body, "/echo");
 }
 
 }  // namespace
