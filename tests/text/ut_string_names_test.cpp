@@ -7,33 +7,26 @@
 #include <set>
 #include <string>
 #include <tuple>
+#include <vector>
 
 namespace {
+
+using Names = std::vector<std::wstring>;
 
 std::wstring repeated(wchar_t c, size_t n) { return std::wstring(n, c); }
 
 TEST(SymbolNameTest, ValidatesExtendedAndOlderRules) {
-  // Each row: a name, allowVerticalBar, extendedNames, and whether it is valid.
-  const std::tuple<std::wstring, bool, bool, bool> cases[] = {
-      {L"Walls 2nd floor", false, true, true},
-      {L"", false, true, false},
-      {L" Walls", false, true, false},
-      {L"a\tb", false, true, false},
-      {L"a|b", false, true, false},
-      {L"Xref|Walls", true, true, true},
-      {repeated(L'a', 255), false, true, true},
-      {repeated(L'a', 256), false, true, false},
-      {L"Walls-2$_x", false, false, true},
-      {L"Walls 2", false, false, false},
-      {L"W\u00e4nde", false, false, false},
-      {L"Xref|Walls", true, false, true},
-      {repeated(L'a', 31), false, false, true},
-      {repeated(L'a', 32), false, false, false},
-  };
-  for (const auto& [name, allowVerticalBar, extendedNames, valid] : cases) {
-    EXPECT_EQ(OdDbSymUtil::validateSymbolName(name, allowVerticalBar, extendedNames), valid)
-        << "name \"" << name << "\" extended " << extendedNames;
-  }
+  // Each row: allowVerticalBar, extendedNames, whether the names are valid under them, and the names.
+  const std::tuple<bool, bool, bool, Names> cases[] = {
+      {false, true, true, {L"Walls 2nd floor", repeated(L'a', 255)}},
+      {false, true, false, {L"", L" Walls", L"a\tb", L"a|b", repeated(L'a', 256)}},
+      {false, false, true, {L"Walls-2$_x", repeated(L'a', 31)}},
+      {false, false, false, {L"Walls 2", L"W\u00e4nde", repeated(L'a', 32)}},
+      {true, true, true, {L"Xref|Walls"}},
+      {true, false, true, {L"Xref|Walls"}}};
+  for (const auto& [allowVerticalBar, extendedNames, valid, names] : cases)
+    for (const std::wstring& name : names)
+      EXPECT_EQ(OdDbSymUtil::validateSymbolName(name, allowVerticalBar, extendedNames), valid) << name;
   for (wchar_t forbidden : std::wstring(L"<>/\\\":;?*,=`"))
     EXPECT_FALSE(OdDbSymUtil::validateSymbolName(std::wstring(L"a") + forbidden + L"b", true))
         << std::wstring(1, forbidden);
@@ -63,22 +56,16 @@ TEST(SymbolNameTest, RepairReplacesCutsAndFixesEnds) {
 
 TEST(ValidNameTest, DecodesEscapesBeforeValidating) {
   const std::wstring escape = L"\\U+0041";
-  // Each row: a name, extendedNames, and whether it is valid.
-  const std::tuple<std::wstring, bool, bool> cases[] = {
-      {L"a\\U+003Fb", true, false},
-      {L"\\u+0041bc", false, true},
-      {L"a\\U+0000", true, false},
-      {L"a\\U+12", true, false},
-      {L"\\M+14142", false, true},
-      {L"x\\M+1C3A9", true, true},
-      {L"\\M+1FFFF", true, false},
-      // Escapes count only within the first 256 characters.
-      {repeated(L'a', 249) + escape, true, true},
-      {repeated(L'a', 250) + escape, true, false},
-  };
+  // Each row: extendedNames, whether the names are valid, and the names. Escapes count only within the
+  // first 256 characters.
+  const std::tuple<bool, bool, Names> cases[] = {
+      {true, false, {L"a\\U+003Fb", L"a\\U+0000", L"a\\U+12", L"\\M+1FFFF", repeated(L'a', 250) + escape}},
+      {true, true, {L"x\\M+1C3A9", repeated(L'a', 249) + escape}},
+      {false, true, {L"\\u+0041bc", L"\\M+14142"}}};
   setenv("LC_ALL", "C.UTF-8", 1);  // the ANSI code page of "\M+" is the locale's
-  for (const auto& [name, extendedNames, valid] : cases)
-    EXPECT_EQ(ut::isValidName(name.c_str(), false, extendedNames), valid) << name;
+  for (const auto& [extendedNames, valid, names] : cases)
+    for (const std::wstring& name : names)
+      EXPECT_EQ(ut::isValidName(name.c_str(), false, extendedNames), valid) << name;
   EXPECT_FALSE(ut::isValidName(nullptr));
 }
 

@@ -15,10 +15,7 @@
 
 namespace {
 
-// Points LC_ALL at a locale for one scope; the library reads the environment at each call.
-struct ScopedLocale : qxtest::ScopedEnv {
-  explicit ScopedLocale(const char* name) : qxtest::ScopedEnv("LC_ALL", name) {}
-};
+using qxtest::ScopedEnv;  // on LC_ALL, for a locale: the library reads the environment at each call
 
 // Runs a raw-buffer function on a copy of `text` in a roomy buffer and returns the result.
 template <class F>
@@ -70,6 +67,7 @@ TEST(Padding, FillsToWidth) {
   EXPECT_EQ(ut::removeSpaces(s, L"bem"), L"ab");
   EXPECT_EQ(ut::truncateWithDots(s.format(L"abcdefgh"), 6, L"e"), L"abc...");
   EXPECT_EQ(ut::replaceSymbol(s, L'.', L'_'), L"abc___");
+  EXPECT_EQ(onBuffer(L"a.b.c", [](wchar_t* s) { ut::replaceSymbol(s, L'.', L'_'); }), L"a_b_c");
 }
 
 TEST(TruncateWithDots, CutsAtEitherEnd) {
@@ -83,7 +81,7 @@ TEST(TruncateWithDots, CutsAtEitherEnd) {
     EXPECT_EQ(onBuffer(in, [&](wchar_t* s) { ut::truncateWithDots(s, maxLen, mode); }), out)
         << in << " " << maxLen << " " << mode;
   }
-  ScopedLocale japanese("ja_JP.SJIS");
+  ScopedEnv japanese("LC_ALL", "ja_JP.SJIS");
   // 0x82 leads and 0xA0 may follow in Shift JIS, so the cut moves one character on.
   const wchar_t text[] = {L'a', L'b', L'c', L'd', 0x82, 0xA0, L'x', 0};
   EXPECT_EQ(onBuffer(text, [](wchar_t* s) { ut::truncateWithDots(s, 6, L"b"); }),
@@ -161,10 +159,8 @@ TEST(IsNumber, ConversionMustConsumeAll) {
 TEST(CharacterTests, Classes) {
   EXPECT_TRUE(ut::isASCII(L""));
   EXPECT_FALSE(ut::isASCII(L"a\u00E9"));
-  EXPECT_TRUE(ut::isValidHandleString(L"   "));
-  EXPECT_TRUE(ut::isValidHandleString(L" 1aF"));
-  EXPECT_FALSE(ut::isValidHandleString(L"1A "));
-  EXPECT_FALSE(ut::isValidHandleString(L""));
+  EXPECT_TRUE(ut::isValidHandleString(L"   ") && ut::isValidHandleString(L" 1aF"));
+  EXPECT_FALSE(ut::isValidHandleString(L"1A ") || ut::isValidHandleString(L""));
   for (wchar_t c = 1; c < 128; ++c) {
     EXPECT_EQ(ut::isMTextFormatCodeWithValue(c),
               std::wstring(L"ACFHQSTWacfhpqstw").find(c) != std::wstring::npos)
@@ -173,8 +169,7 @@ TEST(CharacterTests, Classes) {
   }
   EXPECT_TRUE(ut::isLeftToRightChar(L'a'));
   EXPECT_FALSE(ut::isLeftToRightChar(L'1'));
-  EXPECT_TRUE(ut::isRightToLeftChar(L'\u05D0'));  // Hebrew alef
-  EXPECT_TRUE(ut::isRightToLeftChar(L'\u0627'));  // Arabic alef
+  EXPECT_TRUE(ut::isRightToLeftChar(L'\u05D0') && ut::isRightToLeftChar(L'\u0627'));  // Hebrew, Arabic alef
   EXPECT_FALSE(ut::isRightToLeftChar(L'a'));
 }
 
@@ -198,9 +193,6 @@ TEST(Slashes, Conversions) {
   EXPECT_EQ(ut::makeForwardSlashes(OdString(L"a\\b")), L"a/b");
   EXPECT_TRUE(ut::checkSlashes(L"a\\b"));
   EXPECT_FALSE(ut::checkSlashes(OdString(L"a/b")));
-  wchar_t buffer[] = L"a.b.c";
-  ut::replaceSymbol(buffer, L'.', L'_');
-  EXPECT_STREQ(buffer, L"a_b_c");
 }
 
 TEST(Utf8, RoundTripAndErrors) {
@@ -214,16 +206,16 @@ TEST(Utf8, RoundTripAndErrors) {
 }
 
 TEST(CodePages, ConvertToAnsi) {
-  EXPECT_EQ(ut::convertToAnsi(L"a\u00E9", 1252), "a\xE9");
-  EXPECT_EQ(ut::convertToAnsi(L"a\u00E9", 65001), "a\xC3\xA9");
-  EXPECT_EQ(ut::convertToAnsi(L"\u20AC", 1252), "\x80");
-  EXPECT_EQ(ut::convertToAnsi(L"a\u4E00", 1252), "a?");
-  // A base letter and a combining mark become the precomposed letter where the code page has one.
-  EXPECT_EQ(ut::convertToAnsi(L"e\u0301A\u030A", 1252), "\xE9\xC5");
-  EXPECT_EQ(ut::convertToAnsi(L"e\u0301", 65001), "e\xCC\x81");  // UTF-8 holds the mark as it is
+  // Each row: the text, the code page, and the bytes. A base letter and a combining mark become the
+  // precomposed letter where the code page has one; UTF-8 holds the mark as it is.
+  const std::tuple<const wchar_t*, unsigned, const char*> cases[] = {
+      {L"a\u00E9", 1252, "a\xE9"}, {L"a\u00E9", 65001, "a\xC3\xA9"},      {L"\u20AC", 1252, "\x80"},
+      {L"a\u4E00", 1252, "a?"},    {L"e\u0301A\u030A", 1252, "\xE9\xC5"}, {L"e\u0301", 65001, "e\xCC\x81"},
+      {L"abc", 99999, ""}};
+  for (const auto& [text, codePage, bytes] : cases)
+    EXPECT_EQ(ut::convertToAnsi(text, codePage), bytes) << text;
   EXPECT_EQ(ut::convertToAnsi(L"q\u0301", 1252)[0], 'q');
-  EXPECT_EQ(ut::convertToAnsi(L"abc", 99999), "");
-  ScopedLocale utf8("C.UTF-8");
+  ScopedEnv utf8("LC_ALL", "C.UTF-8");
   EXPECT_EQ(ut::convertToAnsi(L"\u00E9", 1200), "\xC3\xA9");
   EXPECT_EQ(ut::convFileNameToMB(L"/tmp/\u00E9.txt"), "/tmp/\xC3\xA9.txt");
   EXPECT_EQ(ut::convFileNameToMB(nullptr), "");
@@ -248,10 +240,10 @@ TEST(NumberFormat, FollowsTheUserLocale) {
       {"en_US.UTF-8", L"", false, L""},
       {"en_US.UTF-8", L"-", false, L"-"}};
   for (const auto& [locale, in, noLeadingZero, out] : cases) {
-    ScopedLocale scoped(locale);
+    ScopedEnv scoped("LC_ALL", locale);
     EXPECT_EQ(ut::getNumberFormat(in, noLeadingZero), out) << locale << " " << in;
   }
-  ScopedLocale english("en_US.UTF-8");
+  ScopedEnv english("LC_ALL", "en_US.UTF-8");
   const OdString tooLong(std::wstring(90, L'9'));
   EXPECT_EQ(ut::getNumberFormat(tooLong, false), tooLong);
 }
