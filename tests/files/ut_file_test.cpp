@@ -36,8 +36,7 @@ std::string read(const OdString& path) {
 TEST(FileTest, OpenModesAndWholeFiles) {
   TempDir dir;
   const OdString path = od(dir.path() / "f.bin");
-  EXPECT_FALSE(ut::File(path, ut::File::eRead).isOpened());
-  EXPECT_FALSE(ut::File(path, ut::File::eReadWrite).isOpened());
+  EXPECT_FALSE(ut::File(path, ut::File::eRead).isOpened() || ut::File(path, ut::File::eReadWrite).isOpened());
   EXPECT_TRUE(ut::File(path, ut::File::eWrite).write(std::string("ab\0c", 4)));
   EXPECT_TRUE(ut::File(path, ut::File::eAppend).write("de"));
   {
@@ -80,24 +79,21 @@ TEST(FileTest, CopyRenameRemoveAccessAndExistence) {
   EXPECT_FALSE(fs::exists(b.c_str()));
   EXPECT_FALSE(ut::renameFile(a, c, false));
   EXPECT_TRUE(ut::removeFile(c));
-  EXPECT_FALSE(ut::removeFile(c));
-  EXPECT_FALSE(ut::removeFile(od(dir.path())));
+  EXPECT_FALSE(ut::removeFile(c) || ut::removeFile(od(dir.path())));
   // Access and existence.
   const OdString file = writeFile(dir.path() / "f.txt", "x");
   EXPECT_TRUE(ut::accessFile(file, ut::eAccessReadWrite));
   EXPECT_TRUE(ut::accessFile(od(dir.path()), ut::eAccessExists));
   EXPECT_FALSE(ut::accessFile(od(dir.path() / "none"), ut::eAccessExists));
   EXPECT_FALSE(ut::accessFile(L"", ut::eAccessExists));
-  EXPECT_TRUE(ut::dirExists(od(dir.path())));
-  EXPECT_FALSE(ut::dirExists(file));
+  EXPECT_TRUE(ut::dirExists(od(dir.path())) && !ut::dirExists(file));
 
   qxtest::ScopedEnv home("HOME", dir.path().string());
   qxtest::ScopedEnv variable("QX_TEST_DIR", dir.path().string());
   OdString expanded;
   EXPECT_TRUE(ut::expandedFileExists(L"$QX_TEST_DIR/f.txt", &expanded));
   EXPECT_EQ(expanded, file);
-  EXPECT_TRUE(ut::expandedFileExists(L"~/f.txt"));
-  EXPECT_TRUE(ut::expandedFileExists(L"${QX_TEST_DIR}/f.txt"));
+  EXPECT_TRUE(ut::expandedFileExists(L"~/f.txt") && ut::expandedFileExists(L"${QX_TEST_DIR}/f.txt"));
   EXPECT_FALSE(ut::expandedFileExists(L"$QX_TEST_DIR"));  // a directory
   EXPECT_FALSE(ut::expandedFileExists(L""));
 

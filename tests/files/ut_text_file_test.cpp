@@ -41,20 +41,17 @@ TEST(SearchPathTest, SplitAndCleanupDropEmptyElementsAndDuplicates) {
 }
 
 TEST(SearchPathTest, ExtendersDifferOnPurpose) {
-  // Each row: prepend or add, path, folder, unlimited, maximum length, the answer, and the path after.
+  // Each row: prepend or add, path, folder, unlimited, maximum length, the answer, and the path after;
+  // adding on the left, prepending on the right. A folder present after correction, in any case, is not
+  // added again; the ';' a prepend adds is not counted, but a leading ';' counts once more.
   const std::tuple<bool, const wchar_t*, const wchar_t*, bool, int, bool, const wchar_t*> cases[] = {
-      {false, L"/tools", L"\\TOOLS", false, 100, true, L"/tools"},  // present after correction, any case
-      {false, L"A;", L"B", false, 100, true, L"A;B"},
-      {false, L"", L"B", false, 100, true, L"B"},
-      {false, L"A", L"", false, 0, true, L"A"},
-      {false, L"A", L"B", false, 3, true, L"A;B"},
-      {false, L"A", L"B", false, 2, false, L"A"},
-      {true, L"", L"B", false, 100, true, L"B;"},
-      {true, L"A", L"B", false, 2, true, L"B;A"},  // the ';' it adds is not counted
-      {true, L"A", L"B", false, 1, false, L"A"},
-      {true, L";A", L"B", false, 3, false, L";A"},  // the leading ';' counts once more
-      {true, L";A", L"B", false, 4, true, L"B;A"},
-      {true, L"A", L"B", true, 0, true, L"B;A"}};
+      {false, L"/t", L"\\T", false, 100, true, L"/t"}, {true, L"", L"B", false, 100, true, L"B;"},
+      {false, L"A;", L"B", false, 100, true, L"A;B"},  {true, L"A", L"B", false, 2, true, L"B;A"},
+      {false, L"", L"B", false, 100, true, L"B"},      {true, L"A", L"B", false, 1, false, L"A"},
+      {false, L"A", L"", false, 0, true, L"A"},        {true, L";A", L"B", false, 3, false, L";A"},
+      {false, L"A", L"B", false, 3, true, L"A;B"},     {true, L";A", L"B", false, 4, true, L"B;A"},
+      {false, L"A", L"B", false, 2, false, L"A"},      {true, L"A", L"B", true, 0, true, L"B;A"},
+  };
   for (const auto& [prepend, before, folder, unlimited, maxLength, answer, result] : cases) {
     SCOPED_TRACE(testing::Message() << prepend << " " << testing::PrintToString(OdString(before)) << " + "
                                     << testing::PrintToString(OdString(folder)) << " max " << maxLength);
@@ -94,12 +91,10 @@ TEST(TextFileTest, DetectsEncodingsAndReadsLines) {
 
 TEST(TextFileTest, LineEndsFollowTheTextBuffer) {
   const std::pair<std::string, OdArray<OdString>> cases[] = {
-      {"", {}},
-      {"\n", {L""}},
-      {"a\n\nb\n", {L"a", L"", L"b"}},
-      {"a\rb\r\nc", {L"a", L"b", L"c"}},
-      {"a\r\r\n", {L"a", L""}},
-      {std::string("a\0b", 3), {std::wstring(L"a\0b", 3)}}};
+      {"a\r\r\n", {L"a", L""}},          {"", {}},
+      {"a\n\nb\n", {L"a", L"", L"b"}},   {"\n", {L""}},
+      {"a\rb\r\nc", {L"a", L"b", L"c"}}, {std::string("a\0b", 3), {std::wstring(L"a\0b", 3)}},
+  };
   TempDir dir;
   for (const auto& [bytes, expected] : cases) {
     SCOPED_TRACE(testing::PrintToString(bytes));
@@ -142,10 +137,9 @@ TEST(TextFileTest, FallsBackToTheUsersLocaleAndRestoresIt) {
 
 TEST(TextFileTest, UnreadableFilesAreResultsNotCrashes) {
   TempDir dir;
-  std::vector<OdString> cases = {
-      od(dir.path() / "missing.txt"), od(dir.path()),
-      writeFile(dir.path() / "odd.txt", "\377\376a"),  // UTF-16 with an odd byte count
-  };
+  // A missing file, a directory, and UTF-16 with an odd byte count.
+  std::vector<OdString> cases = {od(dir.path() / "missing.txt"), od(dir.path()),
+                                 writeFile(dir.path() / "odd.txt", "\377\376a")};
   if (geteuid() != 0) {  // root reads every file
     cases.push_back(writeFile(dir.path() / "secret.txt", "x\n"));
     std::filesystem::permissions(cases.back().c_str(), std::filesystem::perms::none);

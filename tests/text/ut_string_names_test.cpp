@@ -45,12 +45,11 @@ TEST(SymbolNameTest, RepairReplacesCutsAndFixesEnds) {
       {repeated(L'a', 254) + L" b", L'_', false, true, repeated(L'a', 254) + L"_"},
       {L"W\u00e4nde 2", L'_', false, false, L"W_nde_2"},
       {repeated(L'b', 40), L'_', false, false, repeated(L'b', 31)}};
-  for (const auto& [source, replacement, allowVerticalBar, extendedNames, expected] : cases) {
+  for (const auto& [source, replacement, allowBar, extended, expected] : cases) {
     SCOPED_TRACE(testing::Message() << "source \"" << source << "\"");
-    const OdString repaired =
-        OdDbSymUtil::repairSymbolName(source, replacement, allowVerticalBar, extendedNames);
+    const OdString repaired = OdDbSymUtil::repairSymbolName(source, replacement, allowBar, extended);
     EXPECT_EQ(repaired.str(), expected);
-    EXPECT_TRUE(OdDbSymUtil::validateSymbolName(repaired, allowVerticalBar, extendedNames));
+    EXPECT_TRUE(OdDbSymUtil::validateSymbolName(repaired, allowBar, extended));
   }
 }
 
@@ -72,14 +71,11 @@ TEST(ValidNameTest, DecodesEscapesBeforeValidating) {
 TEST(ValidNameTest, MakeValidRepairsTheDecodedName) {
   // Each row: a name, keepLeadingAsterisk, extendedNames, and the valid name.
   const std::tuple<std::wstring, bool, bool, std::wstring> cases[] = {
-      {L"a<b>", false, true, L"a_b_"},
-      {L"a\\U+0042", false, true, L"a\\U+0042"},
-      {L"a\\U+003F\\U+0042", false, true, L"a_B"},
-      {L"\\M+1FFFF", false, true, L"_M+1FFFF"},
-      {L"*Model_Space", true, true, L"*Model_Space"},
-      {L"*Model_Space", false, true, L"_Model_Space"},
-      {L"a|b", false, true, L"a_b"},
-      {L"W\u00e4nde 2", false, false, L"W_nde_2"}};
+      {L"a\\U+0042", false, true, L"a\\U+0042"},   {L"a<b>", false, true, L"a_b_"},
+      {L"a\\U+003F\\U+0042", false, true, L"a_B"}, {L"a|b", false, true, L"a_b"},
+      {L"\\M+1FFFF", false, true, L"_M+1FFFF"},    {L"*Model_Space", true, true, L"*Model_Space"},
+      {L"W\u00e4nde 2", false, false, L"W_nde_2"}, {L"*Model_Space", false, true, L"_Model_Space"},
+  };
   for (const auto& [name, keepLeadingAsterisk, extendedNames, expected] : cases)
     EXPECT_EQ(ut::makeValidName(name, L'_', keepLeadingAsterisk, extendedNames).str(), expected) << name;
 }

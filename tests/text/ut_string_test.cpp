@@ -31,8 +31,7 @@ TEST(Quotes, TrimmedAlikeAndEndFoundPastEscapes) {
       {L"\"x\"", L"x"}, {L"\"\"", L""}, {L"\"", L"\""}, {L"\"ab", L"\"ab"}, {L"a\"", L"a\""}, {L"", L""}};
   for (const auto& [in, out] : cases) {
     SCOPED_TRACE(testing::Message() << "in: " << in);
-    std::wstring buffer(in);
-    EXPECT_STREQ(ut::trimQuotes(buffer.data()), out);
+    EXPECT_STREQ(ut::trimQuotes(std::wstring(in).data()), out);
     OdString s(in);
     EXPECT_EQ(ut::trimQuotes(s), out);
   }
@@ -40,8 +39,7 @@ TEST(Quotes, TrimmedAlikeAndEndFoundPastEscapes) {
   // The ending quote is the first one no backslash escapes.
   const wchar_t* text = L"a\\\"b\"c";
   EXPECT_EQ(ut::findEndingQuote(text), text + 4);
-  EXPECT_EQ(ut::findEndingQuote(L"abc"), nullptr);
-  EXPECT_EQ(ut::findEndingQuote(L"ab\\"), nullptr);
+  for (const wchar_t* s : {L"abc", L"ab\\"}) EXPECT_EQ(ut::findEndingQuote(s), nullptr) << s;
   EXPECT_EQ(ut::findEndingQuote(nullptr), nullptr);
 }
 
@@ -77,10 +75,9 @@ TEST(TruncateWithDots, CutsAtEitherEnd) {
       {L"abcdefgh", 6, L"e", L"abc..."},   {L"abcdefgh", 6, L"x", L"abcdefgh"},
       {L"abcdefgh", 3, L"e", L"abcdefgh"}, {L"abc", 6, L"e", L"abc"},
       {L"abcdefgh", 8, L"b", L"abcdefgh"}};
-  for (const auto& [in, maxLen, mode, out] : cases) {
+  for (const auto& [in, maxLen, mode, out] : cases)
     EXPECT_EQ(onBuffer(in, [&](wchar_t* s) { ut::truncateWithDots(s, maxLen, mode); }), out)
         << in << " " << maxLen << " " << mode;
-  }
   ScopedEnv japanese("LC_ALL", "ja_JP.SJIS");
   // 0x82 leads and 0xA0 may follow in Shift JIS, so the cut moves one character on.
   const wchar_t text[] = {L'a', L'b', L'c', L'd', 0x82, 0xA0, L'x', 0};
@@ -118,8 +115,7 @@ TEST(Nfgets, ReadsLinesUpToTheLimit) {
 
 TEST(Affixes, CaseSensitiveAndAsymmetric) {
   EXPECT_TRUE(ut::startsWith(L"Layer1", L"Lay"));
-  EXPECT_FALSE(ut::startsWith(L"Layer1", L"lay"));
-  EXPECT_FALSE(ut::endsWith(L"dwg", L"a.dwg"));
+  EXPECT_FALSE(ut::startsWith(L"Layer1", L"lay") || ut::endsWith(L"dwg", L"a.dwg"));
   EXPECT_EQ(ut::beforeFirst(L"name", L'x'), L"name");
   EXPECT_EQ(ut::afterFirst(L"name", L'x'), L"");
   EXPECT_EQ(ut::afterFirst(L"a=b=c", L'='), L"b=c");
@@ -157,8 +153,7 @@ TEST(IsNumber, ConversionMustConsumeAll) {
 }
 
 TEST(CharacterTests, Classes) {
-  EXPECT_TRUE(ut::isASCII(L""));
-  EXPECT_FALSE(ut::isASCII(L"a\u00E9"));
+  EXPECT_TRUE(ut::isASCII(L"") && !ut::isASCII(L"a\u00E9"));
   EXPECT_TRUE(ut::isValidHandleString(L"   ") && ut::isValidHandleString(L" 1aF"));
   EXPECT_FALSE(ut::isValidHandleString(L"1A ") || ut::isValidHandleString(L""));
   for (wchar_t c = 1; c < 128; ++c) {
@@ -167,8 +162,7 @@ TEST(CharacterTests, Classes) {
         << int(c);
     EXPECT_EQ(ut::isValidHexDigit(c), std::iswxdigit(c) != 0) << int(c);
   }
-  EXPECT_TRUE(ut::isLeftToRightChar(L'a'));
-  EXPECT_FALSE(ut::isLeftToRightChar(L'1'));
+  EXPECT_TRUE(ut::isLeftToRightChar(L'a') && !ut::isLeftToRightChar(L'1'));
   EXPECT_TRUE(ut::isRightToLeftChar(L'\u05D0') && ut::isRightToLeftChar(L'\u0627'));  // Hebrew, Arabic alef
   EXPECT_FALSE(ut::isRightToLeftChar(L'a'));
 }
@@ -191,8 +185,7 @@ TEST(Slashes, Conversions) {
   EXPECT_EQ(inPlace, L"x\\y");
   EXPECT_EQ(ut::makeBackSlashes(L"a/b|c"), L"a\\b|c");
   EXPECT_EQ(ut::makeForwardSlashes(OdString(L"a\\b")), L"a/b");
-  EXPECT_TRUE(ut::checkSlashes(L"a\\b"));
-  EXPECT_FALSE(ut::checkSlashes(OdString(L"a/b")));
+  EXPECT_TRUE(ut::checkSlashes(L"a\\b") && !ut::checkSlashes(OdString(L"a/b")));
 }
 
 TEST(Utf8, RoundTripAndErrors) {
@@ -222,28 +215,24 @@ TEST(CodePages, ConvertToAnsi) {
 }
 
 TEST(NumberFormat, FollowsTheUserLocale) {
-  // Each row: the locale, a number, noLeadingZero, and the number formatted.
+  // Each row: the locale, a number, noLeadingZero, and the number formatted. With no digit before the
+  // point, no decimals are kept.
+  const char* const en = "en_US.UTF-8";
   const std::tuple<const char*, const wchar_t*, bool, const wchar_t*> cases[] = {
-      {"en_US.UTF-8", L"1234567.891", false, L"1,234,567.891"},
-      {"en_US.UTF-8", L"-1234.50", false, L"-1,234.50"},
-      {"en_US.UTF-8", L"0.5", false, L"0.5"},
-      {"en_US.UTF-8", L"0.5", true, L".5"},
-      {"en_US.UTF-8", L"-.5", false, L"-0.5"},
-      {"en_US.UTF-8", L".5", false, L"1"},  // no digit before the point: no decimals are kept
-      {"en_US.UTF-8", L"007", false, L"7"},
-      {"en_US.UTF-8", L"999", false, L"999"},
-      {"de_DE.UTF-8", L"1234567.891", false, L"1.234.567,891"},
-      {"en_IN.UTF-8", L"1234567", false, L"12,34,567"},
-      {"C", L"1234567", false, L"1,234,567"},
-      {"en_US.UTF-8", L"12a", false, L"12a"},
-      {"en_US.UTF-8", L"1,000", false, L"1,000"},
-      {"en_US.UTF-8", L"", false, L""},
-      {"en_US.UTF-8", L"-", false, L"-"}};
+      {en, L"0.5", false, L"0.5"},     {en, L"1234567.891", false, L"1,234,567.891"},
+      {en, L"0.5", true, L".5"},       {en, L"-1234.50", false, L"-1,234.50"},
+      {en, L"-.5", false, L"-0.5"},    {"de_DE.UTF-8", L"1234567.891", false, L"1.234.567,891"},
+      {en, L".5", false, L"1"},        {"en_IN.UTF-8", L"1234567", false, L"12,34,567"},
+      {en, L"007", false, L"7"},       {"C", L"1234567", false, L"1,234,567"},
+      {en, L"999", false, L"999"},     {en, L"12a", false, L"12a"},
+      {en, L"1,000", false, L"1,000"}, {en, L"", false, L""},
+      {en, L"-", false, L"-"},
+  };
   for (const auto& [locale, in, noLeadingZero, out] : cases) {
     ScopedEnv scoped("LC_ALL", locale);
     EXPECT_EQ(ut::getNumberFormat(in, noLeadingZero), out) << locale << " " << in;
   }
-  ScopedEnv english("LC_ALL", "en_US.UTF-8");
+  ScopedEnv english("LC_ALL", en);
   const OdString tooLong(std::wstring(90, L'9'));
   EXPECT_EQ(ut::getNumberFormat(tooLong, false), tooLong);
 }

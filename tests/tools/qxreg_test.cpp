@@ -56,13 +56,11 @@ TEST_F(QxregTest, MainJobCreatesTheDefaultProfileOnce) {
 TEST_F(QxregTest, ValuesOfEveryTypeRoundTrip) {
   // Each row: a type, the data, and the data as a query shows it.
   const std::tuple<std::string, const char*, const char*> cases[] = {
-      {"REG_SZ", "two words", "two words"},
-      {"REG_EXPAND_SZ", "%HOME%\\bin", "%HOME%\\bin"},
-      {"REG_DWORD", "4263", "0x10a7"},
+      {"REG_SZ", "two words", "two words"},      {"REG_EXPAND_SZ", "%HOME%\\bin", "%HOME%\\bin"},
+      {"REG_DWORD", "4263", "0x10a7"},           {"REG_QWORD", "0x100000000", "0x100000000"},
+      {"REG_BINARY", "00fF10", "00FF10"},        {"REG_MULTI_SZ", "a\\0b c\\0d", "a\\0b c\\0d"},
       {"REG_DWORD", "0xffffffff", "0xffffffff"},
-      {"REG_QWORD", "0x100000000", "0x100000000"},
-      {"REG_BINARY", "00fF10", "00FF10"},
-      {"REG_MULTI_SZ", "a\\0b c\\0d", "a\\0b c\\0d"}};
+  };
   for (const auto& [type, data, shown] : cases) {
     SCOPED_TRACE(type + " " + data);
     ASSERT_EQ(qxreg({"add", kKey, "/v", "Value", "/t", type, "/d", data, "/f"}).code, 0);
@@ -152,11 +150,11 @@ TEST_F(QxregTest, FailedImportChangesNothing) {
   ASSERT_EQ(qxreg({"add", kKey, "/v", "Kept", "/d", "old"}).code, 0);
   const std::string before = qxreg({"query", kKey, "/s"}).out;
   std::ofstream(path("plain.txt")) << "just text\n";
-  std::ofstream(path("broken.reg")) << "Windows Registry Editor Version 5.00\n\n[" << kLongKey
-                                    << "]\n\"Kept\"=\"new\"\nnot a value\n[" << kLongKey << "\\New]\n";
+  // Both change "Kept" before they fail.
+  const std::string head = "Windows Registry Editor Version 5.00\n\n[" + kLongKey + "]\n\"Kept\"=\"new\"\n";
+  std::ofstream(path("broken.reg")) << head << "not a value\n[" << kLongKey << "\\New]\n";
   const std::string tooLong = kLongKey + "\\" + std::string(256, 'k');
-  std::ofstream(path("long.reg")) << "Windows Registry Editor Version 5.00\n\n[" << kLongKey
-                                  << "]\n\"Kept\"=\"new\"\n[" << tooLong << "]\n";
+  std::ofstream(path("long.reg")) << head << "[" << tooLong << "]\n";
   const std::pair<const char*, std::string> cases[] = {
       {"plain.txt", "Not a registration file"},
       {"broken.reg", "Skipped 1 malformed lines, the first at line 5"},
@@ -171,14 +169,13 @@ TEST_F(QxregTest, FailedImportChangesNothing) {
 }
 
 TEST_F(QxregTest, ProfilesLiveThroughTheirVerbs) {
-  ASSERT_EQ(qxreg({"profile", "create", "Drafting", "--description", "2D work", "--from", "Default"}).code,
-            0);
-  EXPECT_EQ(qxreg({"profile", "create", "drafting"}).code, 1);
+  ASSERT_EQ(qxreg({"profile", "create", "Draft", "--description", "2D work", "--from", "Default"}).code, 0);
+  EXPECT_EQ(qxreg({"profile", "create", "draft"}).code, 1);
   EXPECT_EQ(qxreg({"profile", "use", "Nowhere"}).code, 1);
-  ASSERT_EQ(qxreg({"profile", "use", "drafting"}).code, 0);
-  EXPECT_EQ(qxreg({"profile", "list"}).out, "  Default\n* Drafting\n");
-  EXPECT_THAT(qxreg({"profile", "delete", "Drafting"}).err, HasSubstr("current profile"));
-  ASSERT_EQ(qxreg({"profile", "rename", "Drafting", "Plan"}).code, 0);
+  ASSERT_EQ(qxreg({"profile", "use", "draft"}).code, 0);
+  EXPECT_EQ(qxreg({"profile", "list"}).out, "  Default\n* Draft\n");
+  EXPECT_THAT(qxreg({"profile", "delete", "Draft"}).err, HasSubstr("current profile"));
+  ASSERT_EQ(qxreg({"profile", "rename", "Draft", "Plan"}).code, 0);
   EXPECT_EQ(qxreg({"profile", "current"}).out, "Plan\n");
 
   const std::string file = path("plan.reg");
