@@ -62,6 +62,16 @@ inline std::string fileBytes(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+// A path as the library takes it.
+inline OdString od(const std::filesystem::path& path) { return path.wstring().c_str(); }
+
+// Writes `bytes` to `path`, making its folders first; returns the path as the library takes it.
+inline OdString writeFile(const std::filesystem::path& path, const std::string& bytes) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << bytes;
+  return od(path);
+}
+
 // A fresh directory, removed with everything in it at the end of the scope.
 class TempDir {
  public:

@@ -23,15 +23,9 @@
 namespace {
 
 namespace fs = std::filesystem;
+using qxtest::od;
 using qxtest::TempDir;
-
-OdString od(const fs::path& path) { return path.wstring().c_str(); }
-
-OdString write(const fs::path& path, const std::string& bytes) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-  return od(path);
-}
+using qxtest::writeFile;
 
 std::string read(const OdString& path) {
   std::string bytes;
@@ -42,11 +36,9 @@ std::string read(const OdString& path) {
 TEST(FileTest, OpenModesAndWholeFiles) {
   TempDir dir;
   const OdString path = od(dir.path() / "f.bin");
-  EXPECT_FALSE(ut::File(path, ut::File::eRead).isOpened());
-  EXPECT_FALSE(ut::File(path, ut::File::eReadWrite).isOpened());
+  EXPECT_FALSE(ut::File(path, ut::File::eRead).isOpened() || ut::File(path, ut::File::eReadWrite).isOpened());
   EXPECT_TRUE(ut::File(path, ut::File::eWrite).write(std::string("ab\0c", 4)));
   EXPECT_TRUE(ut::File(path, ut::File::eAppend).write("de"));
-  EXPECT_EQ(read(path), std::string("ab\0cde", 6));
   {
     ut::File file(path, ut::File::eReadWrite);
     EXPECT_EQ(file.length(), 6);
@@ -75,8 +67,8 @@ TEST(FileTest, OpenModesAndWholeFiles) {
 
 TEST(FileTest, CopyRenameRemoveAccessAndExistence) {
   TempDir dir;
-  const OdString a = write(dir.path() / "a.txt", "first");
-  const OdString b = write(dir.path() / "b.txt", "second");
+  const OdString a = writeFile(dir.path() / "a.txt", "first");
+  const OdString b = writeFile(dir.path() / "b.txt", "second");
   const OdString c = od(dir.path() / "c.txt");
   EXPECT_FALSE(ut::copyFile(a, b, false));
   EXPECT_EQ(read(b), "second");
@@ -87,24 +79,21 @@ TEST(FileTest, CopyRenameRemoveAccessAndExistence) {
   EXPECT_FALSE(fs::exists(b.c_str()));
   EXPECT_FALSE(ut::renameFile(a, c, false));
   EXPECT_TRUE(ut::removeFile(c));
-  EXPECT_FALSE(ut::removeFile(c));
-  EXPECT_FALSE(ut::removeFile(od(dir.path())));
+  EXPECT_FALSE(ut::removeFile(c) || ut::removeFile(od(dir.path())));
   // Access and existence.
-  const OdString file = write(dir.path() / "f.txt", "x");
+  const OdString file = writeFile(dir.path() / "f.txt", "x");
   EXPECT_TRUE(ut::accessFile(file, ut::eAccessReadWrite));
   EXPECT_TRUE(ut::accessFile(od(dir.path()), ut::eAccessExists));
   EXPECT_FALSE(ut::accessFile(od(dir.path() / "none"), ut::eAccessExists));
   EXPECT_FALSE(ut::accessFile(L"", ut::eAccessExists));
-  EXPECT_TRUE(ut::dirExists(od(dir.path())));
-  EXPECT_FALSE(ut::dirExists(file));
+  EXPECT_TRUE(ut::dirExists(od(dir.path())) && !ut::dirExists(file));
 
   qxtest::ScopedEnv home("HOME", dir.path().string());
   qxtest::ScopedEnv variable("QX_TEST_DIR", dir.path().string());
   OdString expanded;
   EXPECT_TRUE(ut::expandedFileExists(L"$QX_TEST_DIR/f.txt", &expanded));
   EXPECT_EQ(expanded, file);
-  EXPECT_TRUE(ut::expandedFileExists(L"~/f.txt"));
-  EXPECT_TRUE(ut::expandedFileExists(L"${QX_TEST_DIR}/f.txt"));
+  EXPECT_TRUE(ut::expandedFileExists(L"~/f.txt") && ut::expandedFileExists(L"${QX_TEST_DIR}/f.txt"));
   EXPECT_FALSE(ut::expandedFileExists(L"$QX_TEST_DIR"));  // a directory
   EXPECT_FALSE(ut::expandedFileExists(L""));
 
@@ -131,28 +120,26 @@ TEST(FileTest, ContentComparisons) {
       {"a\nb\n", "a\nb\nc\n", false, false, false}, {"", "", true, true, true}};
   for (const auto& [first, second, equal, noCase, afterSort] : cases) {
     SCOPED_TRACE(testing::PrintToString(first) + " " + testing::PrintToString(second));
-    const OdString a = write(dir.path() / "a", first), b = write(dir.path() / "b", second);
+    const OdString a = writeFile(dir.path() / "a", first), b = writeFile(dir.path() / "b", second);
     EXPECT_EQ(ut::filesAreEqual(a, b), equal);
     EXPECT_EQ(ut::filesAreEqualNoCase(a, b), noCase);
     EXPECT_EQ(ut::filesAreEqualAfterSort(a, b), afterSort);
   }
   const OdString missing = od(dir.path() / "missing");
-  EXPECT_FALSE(ut::filesAreEqual(missing, missing));
-  EXPECT_FALSE(ut::filesAreEqualNoCase(missing, missing));
-  EXPECT_FALSE(ut::filesAreEqualAfterSort(missing, missing));
+  EXPECT_FALSE(ut::filesAreEqual(missing, missing) || ut::filesAreEqualNoCase(missing, missing) ||
+               ut::filesAreEqualAfterSort(missing, missing));
 }
 
 TEST(DirTest, ListsEntriesByPattern) {
   TempDir dir;
   for (const char* name : {"a.dwg", "b.dwg", "c.txt", "sub/d.dwg", ".hidden.dwg"})
-    write(dir.path() / name, "x");
+    writeFile(dir.path() / name, "x");
   ut::Dir listing(od(dir.path()));
   ASSERT_TRUE(listing.isOpened());
   std::vector<std::wstring> names;
   OdString name;
-  for (bool more = listing.getFirst(name, L"*.dwg", ut::Dir::eFiles); more; more = listing.getNext(name)) {
+  for (bool more = listing.getFirst(name, L"*.dwg", ut::Dir::eFiles); more; more = listing.getNext(name))
     names.push_back(name.str());
-  }
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, (std::vector<std::wstring>{L"a.dwg", L"b.dwg"}));
   EXPECT_TRUE(listing.getFirst(name, L"s*", ut::Dir::eDirs));
@@ -227,7 +214,7 @@ TEST_F(NetworkRootTest, OnlyPathsOnAShareAskItsServerWhichIsTrustedForTenSeconds
 
 TEST_F(NetworkRootTest, ASilentShareIsReportedAndIgnoredForFiveMinutes) {
   install(true, std::chrono::milliseconds(20));
-  const OdString path = write(m_share.path() / "plan.dwl", "anna\nPC7\nnow");
+  const OdString path = writeFile(m_share.path() / "plan.dwl", "anna\nPC7\nnow");
   qxtest::Reports reports;
   std::atomic<int> available = 0;
   std::vector<std::thread> callers;  // callers at once share one probe and one report

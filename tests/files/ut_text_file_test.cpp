@@ -19,13 +19,9 @@
 
 namespace {
 
+using qxtest::od;
 using qxtest::TempDir;
-
-OdString writeFile(const TempDir& dir, const char* name, const std::string& bytes) {
-  const std::filesystem::path path = dir.path() / name;
-  std::ofstream(path, std::ios::binary) << bytes;
-  return path.wstring().c_str();
-}
+using qxtest::writeFile;
 
 // --- Search paths --------------------------------------------------------------------------------------
 
@@ -45,20 +41,17 @@ TEST(SearchPathTest, SplitAndCleanupDropEmptyElementsAndDuplicates) {
 }
 
 TEST(SearchPathTest, ExtendersDifferOnPurpose) {
-  // Each row: prepend or add, path, folder, unlimited, maximum length, the answer, and the path after.
+  // Each row: prepend or add, path, folder, unlimited, maximum length, the answer, and the path after;
+  // adding on the left, prepending on the right. A folder present after correction, in any case, is not
+  // added again; the ';' a prepend adds is not counted, but a leading ';' counts once more.
   const std::tuple<bool, const wchar_t*, const wchar_t*, bool, int, bool, const wchar_t*> cases[] = {
-      {false, L"/tools", L"\\TOOLS", false, 100, true, L"/tools"},  // present after correction, any case
-      {false, L"A;", L"B", false, 100, true, L"A;B"},
-      {false, L"", L"B", false, 100, true, L"B"},
-      {false, L"A", L"", false, 0, true, L"A"},
-      {false, L"A", L"B", false, 3, true, L"A;B"},
-      {false, L"A", L"B", false, 2, false, L"A"},
-      {true, L"", L"B", false, 100, true, L"B;"},
-      {true, L"A", L"B", false, 2, true, L"B;A"},  // the ';' it adds is not counted
-      {true, L"A", L"B", false, 1, false, L"A"},
-      {true, L";A", L"B", false, 3, false, L";A"},  // the leading ';' counts once more
-      {true, L";A", L"B", false, 4, true, L"B;A"},
-      {true, L"A", L"B", true, 0, true, L"B;A"}};
+      {false, L"/t", L"\\T", false, 100, true, L"/t"}, {true, L"", L"B", false, 100, true, L"B;"},
+      {false, L"A;", L"B", false, 100, true, L"A;B"},  {true, L"A", L"B", false, 2, true, L"B;A"},
+      {false, L"", L"B", false, 100, true, L"B"},      {true, L"A", L"B", false, 1, false, L"A"},
+      {false, L"A", L"", false, 0, true, L"A"},        {true, L";A", L"B", false, 3, false, L";A"},
+      {false, L"A", L"B", false, 3, true, L"A;B"},     {true, L";A", L"B", false, 4, true, L"B;A"},
+      {false, L"A", L"B", false, 2, false, L"A"},      {true, L"A", L"B", true, 0, true, L"B;A"},
+  };
   for (const auto& [prepend, before, folder, unlimited, maxLength, answer, result] : cases) {
     SCOPED_TRACE(testing::Message() << prepend << " " << testing::PrintToString(OdString(before)) << " + "
                                     << testing::PrintToString(OdString(folder)) << " max " << maxLength);
@@ -90,7 +83,7 @@ TEST(TextFileTest, DetectsEncodingsAndReadsLines) {
   for (const auto& [name, code, bytes] : cases) {
     SCOPED_TRACE(name);
     int read = -1;
-    EXPECT_EQ(ut::readAllLinesFromFile(writeFile(dir, name, bytes), &read),
+    EXPECT_EQ(ut::readAllLinesFromFile(writeFile(dir.path() / name, bytes), &read),
               (OdArray<OdString>{L"caf\u00E9", L"line"}));
     EXPECT_EQ(read, code);
   }
@@ -98,17 +91,15 @@ TEST(TextFileTest, DetectsEncodingsAndReadsLines) {
 
 TEST(TextFileTest, LineEndsFollowTheTextBuffer) {
   const std::pair<std::string, OdArray<OdString>> cases[] = {
-      {"", {}},
-      {"\n", {L""}},
-      {"a\n\nb\n", {L"a", L"", L"b"}},
-      {"a\rb\r\nc", {L"a", L"b", L"c"}},
-      {"a\r\r\n", {L"a", L""}},
-      {std::string("a\0b", 3), {std::wstring(L"a\0b", 3)}}};
+      {"a\r\r\n", {L"a", L""}},          {"", {}},
+      {"a\n\nb\n", {L"a", L"", L"b"}},   {"\n", {L""}},
+      {"a\rb\r\nc", {L"a", L"b", L"c"}}, {std::string("a\0b", 3), {std::wstring(L"a\0b", 3)}},
+  };
   TempDir dir;
   for (const auto& [bytes, expected] : cases) {
     SCOPED_TRACE(testing::PrintToString(bytes));
     OdArray<OdString> lines;
-    ASSERT_TRUE(ut::readTextFileContent(lines, writeFile(dir, "lines.txt", bytes)));
+    ASSERT_TRUE(ut::readTextFileContent(lines, writeFile(dir.path() / "lines.txt", bytes)));
     EXPECT_EQ(lines, expected);
   }
 }
@@ -119,7 +110,7 @@ TEST(TextFileTest, FallsBackToTheUsersLocaleAndRestoresIt) {
   if (!japanese) GTEST_SKIP() << "ja_JP.SJIS not installed";
   freelocale(japanese);
   TempDir dir;
-  const OdString path = writeFile(dir, "sjis.txt", "\x93\xfa\x96\x7b\n");  // "Japan" in Shift-JIS
+  const OdString path = writeFile(dir.path() / "sjis.txt", "\x93\xfa\x96\x7b\n");  // "Japan" in Shift-JIS
   {
     ut::TextFile file(path);
     ASSERT_TRUE(file.open());
@@ -146,12 +137,11 @@ TEST(TextFileTest, FallsBackToTheUsersLocaleAndRestoresIt) {
 
 TEST(TextFileTest, UnreadableFilesAreResultsNotCrashes) {
   TempDir dir;
-  std::vector<OdString> cases = {
-      (dir.path() / "missing.txt").wstring().c_str(), dir.path().wstring().c_str(),
-      writeFile(dir, "odd.txt", "\377\376a"),  // UTF-16 with an odd byte count
-  };
+  // A missing file, a directory, and UTF-16 with an odd byte count.
+  std::vector<OdString> cases = {od(dir.path() / "missing.txt"), od(dir.path()),
+                                 writeFile(dir.path() / "odd.txt", "\377\376a")};
   if (geteuid() != 0) {  // root reads every file
-    cases.push_back(writeFile(dir, "secret.txt", "x\n"));
+    cases.push_back(writeFile(dir.path() / "secret.txt", "x\n"));
     std::filesystem::permissions(cases.back().c_str(), std::filesystem::perms::none);
   }
   for (const OdString& path : cases) {
@@ -172,7 +162,7 @@ TEST(TextFileTest, UnreadableFilesAreResultsNotCrashes) {
 
 TEST(TextFileTest, IteratesFromFirstToLastLineThroughTheGivenConverter) {
   TempDir dir;
-  ut::TextFile file(writeFile(dir, "latin1.txt", "caf\xE9\n2\n3"));
+  ut::TextFile file(writeFile(dir.path() / "latin1.txt", "caf\xE9\n2\n3"));
   const wxCSConv latin1(wxFONTENCODING_ISO8859_1);
   ASSERT_TRUE(file.open(&latin1));
   EXPECT_EQ(file.encoding(), ut::TextFile::eBomNone);
@@ -188,28 +178,20 @@ TEST(TextFileTest, IteratesFromFirstToLastLineThroughTheGivenConverter) {
 // --- UTF-8 validation ----------------------------------------------------------------------------------
 
 TEST(Utf8ValidationTest, AcceptsOnlyWellFormedSequences) {
-  const std::pair<std::string, bool> cases[] = {
-      {"", true},
-      {"plain ASCII text that is longer than thirty-two bytes", true},
-      {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", true},
-      {"\xC0\xAF", false},          // overlong '/'
-      {"\xC1\xBF", false},          // overlong
-      {"\xE0\x9F\xBF", false},      // overlong three-byte form
-      {"\xF0\x8F\xBF\xBF", false},  // overlong four-byte form
-      {"\xED\xA0\x80", false},      // surrogate U+D800
-      {"\xED\xBF\xBF", false},      // surrogate U+DFFF
-      {"\xF4\x90\x80\x80", false},  // U+110000
-      {"\xF5\x80\x80\x80", false},
-      {"\xFF", false},
-      {"\x80", false},          // lone continuation
-      {"abc\xE2\x82", false},   // cut off at the end
-      {"\xE2\x82xyzw", false},  // cut off in the middle
-      {std::string(40, 'a') + "\xC3", false}};
-  for (const auto& [bytes, valid] : cases) {
-    std::string copy = bytes;
-    EXPECT_EQ(ut::isValidUTF8Encoding(reinterpret_cast<unsigned char*>(copy.data()), copy.size()), valid)
-        << testing::PrintToString(bytes);
-  }
+  const auto valid = [](std::string bytes) {
+    return ut::isValidUTF8Encoding(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size());
+  };
+  for (const char* bytes :
+       {"", "plain ASCII text that is longer than thirty-two bytes",
+        "\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"})
+    EXPECT_TRUE(valid(bytes)) << testing::PrintToString(bytes);
+  // Overlong forms of '/' and of two, three and four bytes; the surrogates' ends; beyond U+10FFFF; bytes
+  // that never lead; a lone continuation; sequences cut off at the end and in the middle.
+  for (const char* bytes :
+       {"\xC0\xAF", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xED\xBF\xBF",
+        "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\x80", "abc\xE2\x82", "\xE2\x82xyzw"})
+    EXPECT_FALSE(valid(bytes)) << testing::PrintToString(bytes);
+  EXPECT_FALSE(valid(std::string(40, 'a') + "\xC3"));  // cut off after a long ASCII run
 }
 
 TEST(Utf8ValidationTest, FileFormSeesSequencesAcrossItsChunks) {
@@ -218,9 +200,9 @@ TEST(Utf8ValidationTest, FileFormSeesSequencesAcrossItsChunks) {
   std::string bytes(1024 * 1024 - 1, 'a');
   bytes += "\xE2\x82\xAC";
   wxFile file;
-  ASSERT_TRUE(file.Open(writeFile(dir, "big.txt", bytes).c_str()));
+  ASSERT_TRUE(file.Open(writeFile(dir.path() / "big.txt", bytes).c_str()));
   EXPECT_TRUE(ut::isValidUTF8Encoding(file));
-  ASSERT_TRUE(file.Open(writeFile(dir, "cut.txt", bytes.substr(0, bytes.size() - 1)).c_str()));
+  ASSERT_TRUE(file.Open(writeFile(dir.path() / "cut.txt", bytes.substr(0, bytes.size() - 1)).c_str()));
   EXPECT_FALSE(ut::isValidUTF8Encoding(file));
 }
 

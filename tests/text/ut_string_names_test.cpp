@@ -7,33 +7,26 @@
 #include <set>
 #include <string>
 #include <tuple>
+#include <vector>
 
 namespace {
+
+using Names = std::vector<std::wstring>;
 
 std::wstring repeated(wchar_t c, size_t n) { return std::wstring(n, c); }
 
 TEST(SymbolNameTest, ValidatesExtendedAndOlderRules) {
-  // Each row: a name, allowVerticalBar, extendedNames, and whether it is valid.
-  const std::tuple<std::wstring, bool, bool, bool> cases[] = {
-      {L"Walls 2nd floor", false, true, true},
-      {L"", false, true, false},
-      {L" Walls", false, true, false},
-      {L"a\tb", false, true, false},
-      {L"a|b", false, true, false},
-      {L"Xref|Walls", true, true, true},
-      {repeated(L'a', 255), false, true, true},
-      {repeated(L'a', 256), false, true, false},
-      {L"Walls-2$_x", false, false, true},
-      {L"Walls 2", false, false, false},
-      {L"W\u00e4nde", false, false, false},
-      {L"Xref|Walls", true, false, true},
-      {repeated(L'a', 31), false, false, true},
-      {repeated(L'a', 32), false, false, false},
-  };
-  for (const auto& [name, allowVerticalBar, extendedNames, valid] : cases) {
-    EXPECT_EQ(OdDbSymUtil::validateSymbolName(name, allowVerticalBar, extendedNames), valid)
-        << "name \"" << name << "\" extended " << extendedNames;
-  }
+  // Each row: allowVerticalBar, extendedNames, whether the names are valid under them, and the names.
+  const std::tuple<bool, bool, bool, Names> cases[] = {
+      {false, true, true, {L"Walls 2nd floor", repeated(L'a', 255)}},
+      {false, true, false, {L"", L" Walls", L"a\tb", L"a|b", repeated(L'a', 256)}},
+      {false, false, true, {L"Walls-2$_x", repeated(L'a', 31)}},
+      {false, false, false, {L"Walls 2", L"W\u00e4nde", repeated(L'a', 32)}},
+      {true, true, true, {L"Xref|Walls"}},
+      {true, false, true, {L"Xref|Walls"}}};
+  for (const auto& [allowVerticalBar, extendedNames, valid, names] : cases)
+    for (const std::wstring& name : names)
+      EXPECT_EQ(OdDbSymUtil::validateSymbolName(name, allowVerticalBar, extendedNames), valid) << name;
   for (wchar_t forbidden : std::wstring(L"<>/\\\":;?*,=`"))
     EXPECT_FALSE(OdDbSymUtil::validateSymbolName(std::wstring(L"a") + forbidden + L"b", true))
         << std::wstring(1, forbidden);
@@ -52,47 +45,37 @@ TEST(SymbolNameTest, RepairReplacesCutsAndFixesEnds) {
       {repeated(L'a', 254) + L" b", L'_', false, true, repeated(L'a', 254) + L"_"},
       {L"W\u00e4nde 2", L'_', false, false, L"W_nde_2"},
       {repeated(L'b', 40), L'_', false, false, repeated(L'b', 31)}};
-  for (const auto& [source, replacement, allowVerticalBar, extendedNames, expected] : cases) {
+  for (const auto& [source, replacement, allowBar, extended, expected] : cases) {
     SCOPED_TRACE(testing::Message() << "source \"" << source << "\"");
-    const OdString repaired =
-        OdDbSymUtil::repairSymbolName(source, replacement, allowVerticalBar, extendedNames);
+    const OdString repaired = OdDbSymUtil::repairSymbolName(source, replacement, allowBar, extended);
     EXPECT_EQ(repaired.str(), expected);
-    EXPECT_TRUE(OdDbSymUtil::validateSymbolName(repaired, allowVerticalBar, extendedNames));
+    EXPECT_TRUE(OdDbSymUtil::validateSymbolName(repaired, allowBar, extended));
   }
 }
 
 TEST(ValidNameTest, DecodesEscapesBeforeValidating) {
   const std::wstring escape = L"\\U+0041";
-  // Each row: a name, extendedNames, and whether it is valid.
-  const std::tuple<std::wstring, bool, bool> cases[] = {
-      {L"a\\U+003Fb", true, false},
-      {L"\\u+0041bc", false, true},
-      {L"a\\U+0000", true, false},
-      {L"a\\U+12", true, false},
-      {L"\\M+14142", false, true},
-      {L"x\\M+1C3A9", true, true},
-      {L"\\M+1FFFF", true, false},
-      // Escapes count only within the first 256 characters.
-      {repeated(L'a', 249) + escape, true, true},
-      {repeated(L'a', 250) + escape, true, false},
-  };
+  // Each row: extendedNames, whether the names are valid, and the names. Escapes count only within the
+  // first 256 characters.
+  const std::tuple<bool, bool, Names> cases[] = {
+      {true, false, {L"a\\U+003Fb", L"a\\U+0000", L"a\\U+12", L"\\M+1FFFF", repeated(L'a', 250) + escape}},
+      {true, true, {L"x\\M+1C3A9", repeated(L'a', 249) + escape}},
+      {false, true, {L"\\u+0041bc", L"\\M+14142"}}};
   setenv("LC_ALL", "C.UTF-8", 1);  // the ANSI code page of "\M+" is the locale's
-  for (const auto& [name, extendedNames, valid] : cases)
-    EXPECT_EQ(ut::isValidName(name.c_str(), false, extendedNames), valid) << name;
+  for (const auto& [extendedNames, valid, names] : cases)
+    for (const std::wstring& name : names)
+      EXPECT_EQ(ut::isValidName(name.c_str(), false, extendedNames), valid) << name;
   EXPECT_FALSE(ut::isValidName(nullptr));
 }
 
 TEST(ValidNameTest, MakeValidRepairsTheDecodedName) {
   // Each row: a name, keepLeadingAsterisk, extendedNames, and the valid name.
   const std::tuple<std::wstring, bool, bool, std::wstring> cases[] = {
-      {L"a<b>", false, true, L"a_b_"},
-      {L"a\\U+0042", false, true, L"a\\U+0042"},
-      {L"a\\U+003F\\U+0042", false, true, L"a_B"},
-      {L"\\M+1FFFF", false, true, L"_M+1FFFF"},
-      {L"*Model_Space", true, true, L"*Model_Space"},
-      {L"*Model_Space", false, true, L"_Model_Space"},
-      {L"a|b", false, true, L"a_b"},
-      {L"W\u00e4nde 2", false, false, L"W_nde_2"}};
+      {L"a\\U+0042", false, true, L"a\\U+0042"},   {L"a<b>", false, true, L"a_b_"},
+      {L"a\\U+003F\\U+0042", false, true, L"a_B"}, {L"a|b", false, true, L"a_b"},
+      {L"\\M+1FFFF", false, true, L"_M+1FFFF"},    {L"*Model_Space", true, true, L"*Model_Space"},
+      {L"W\u00e4nde 2", false, false, L"W_nde_2"}, {L"*Model_Space", false, true, L"_Model_Space"},
+  };
   for (const auto& [name, keepLeadingAsterisk, extendedNames, expected] : cases)
     EXPECT_EQ(ut::makeValidName(name, L'_', keepLeadingAsterisk, extendedNames).str(), expected) << name;
 }

@@ -15,10 +15,7 @@
 
 namespace {
 
-// Points LC_ALL at a locale for one scope; the library reads the environment at each call.
-struct ScopedLocale : qxtest::ScopedEnv {
-  explicit ScopedLocale(const char* name) : qxtest::ScopedEnv("LC_ALL", name) {}
-};
+using qxtest::ScopedEnv;  // on LC_ALL, for a locale: the library reads the environment at each call
 
 // Runs a raw-buffer function on a copy of `text` in a roomy buffer and returns the result.
 template <class F>
@@ -34,8 +31,7 @@ TEST(Quotes, TrimmedAlikeAndEndFoundPastEscapes) {
       {L"\"x\"", L"x"}, {L"\"\"", L""}, {L"\"", L"\""}, {L"\"ab", L"\"ab"}, {L"a\"", L"a\""}, {L"", L""}};
   for (const auto& [in, out] : cases) {
     SCOPED_TRACE(testing::Message() << "in: " << in);
-    std::wstring buffer(in);
-    EXPECT_STREQ(ut::trimQuotes(buffer.data()), out);
+    EXPECT_STREQ(ut::trimQuotes(std::wstring(in).data()), out);
     OdString s(in);
     EXPECT_EQ(ut::trimQuotes(s), out);
   }
@@ -43,8 +39,7 @@ TEST(Quotes, TrimmedAlikeAndEndFoundPastEscapes) {
   // The ending quote is the first one no backslash escapes.
   const wchar_t* text = L"a\\\"b\"c";
   EXPECT_EQ(ut::findEndingQuote(text), text + 4);
-  EXPECT_EQ(ut::findEndingQuote(L"abc"), nullptr);
-  EXPECT_EQ(ut::findEndingQuote(L"ab\\"), nullptr);
+  for (const wchar_t* s : {L"abc", L"ab\\"}) EXPECT_EQ(ut::findEndingQuote(s), nullptr) << s;
   EXPECT_EQ(ut::findEndingQuote(nullptr), nullptr);
 }
 
@@ -70,6 +65,7 @@ TEST(Padding, FillsToWidth) {
   EXPECT_EQ(ut::removeSpaces(s, L"bem"), L"ab");
   EXPECT_EQ(ut::truncateWithDots(s.format(L"abcdefgh"), 6, L"e"), L"abc...");
   EXPECT_EQ(ut::replaceSymbol(s, L'.', L'_'), L"abc___");
+  EXPECT_EQ(onBuffer(L"a.b.c", [](wchar_t* s) { ut::replaceSymbol(s, L'.', L'_'); }), L"a_b_c");
 }
 
 TEST(TruncateWithDots, CutsAtEitherEnd) {
@@ -79,11 +75,10 @@ TEST(TruncateWithDots, CutsAtEitherEnd) {
       {L"abcdefgh", 6, L"e", L"abc..."},   {L"abcdefgh", 6, L"x", L"abcdefgh"},
       {L"abcdefgh", 3, L"e", L"abcdefgh"}, {L"abc", 6, L"e", L"abc"},
       {L"abcdefgh", 8, L"b", L"abcdefgh"}};
-  for (const auto& [in, maxLen, mode, out] : cases) {
+  for (const auto& [in, maxLen, mode, out] : cases)
     EXPECT_EQ(onBuffer(in, [&](wchar_t* s) { ut::truncateWithDots(s, maxLen, mode); }), out)
         << in << " " << maxLen << " " << mode;
-  }
-  ScopedLocale japanese("ja_JP.SJIS");
+  ScopedEnv japanese("LC_ALL", "ja_JP.SJIS");
   // 0x82 leads and 0xA0 may follow in Shift JIS, so the cut moves one character on.
   const wchar_t text[] = {L'a', L'b', L'c', L'd', 0x82, 0xA0, L'x', 0};
   EXPECT_EQ(onBuffer(text, [](wchar_t* s) { ut::truncateWithDots(s, 6, L"b"); }),
@@ -120,8 +115,7 @@ TEST(Nfgets, ReadsLinesUpToTheLimit) {
 
 TEST(Affixes, CaseSensitiveAndAsymmetric) {
   EXPECT_TRUE(ut::startsWith(L"Layer1", L"Lay"));
-  EXPECT_FALSE(ut::startsWith(L"Layer1", L"lay"));
-  EXPECT_FALSE(ut::endsWith(L"dwg", L"a.dwg"));
+  EXPECT_FALSE(ut::startsWith(L"Layer1", L"lay") || ut::endsWith(L"dwg", L"a.dwg"));
   EXPECT_EQ(ut::beforeFirst(L"name", L'x'), L"name");
   EXPECT_EQ(ut::afterFirst(L"name", L'x'), L"");
   EXPECT_EQ(ut::afterFirst(L"a=b=c", L'='), L"b=c");
@@ -159,22 +153,17 @@ TEST(IsNumber, ConversionMustConsumeAll) {
 }
 
 TEST(CharacterTests, Classes) {
-  EXPECT_TRUE(ut::isASCII(L""));
-  EXPECT_FALSE(ut::isASCII(L"a\u00E9"));
-  EXPECT_TRUE(ut::isValidHandleString(L"   "));
-  EXPECT_TRUE(ut::isValidHandleString(L" 1aF"));
-  EXPECT_FALSE(ut::isValidHandleString(L"1A "));
-  EXPECT_FALSE(ut::isValidHandleString(L""));
+  EXPECT_TRUE(ut::isASCII(L"") && !ut::isASCII(L"a\u00E9"));
+  EXPECT_TRUE(ut::isValidHandleString(L"   ") && ut::isValidHandleString(L" 1aF"));
+  EXPECT_FALSE(ut::isValidHandleString(L"1A ") || ut::isValidHandleString(L""));
   for (wchar_t c = 1; c < 128; ++c) {
     EXPECT_EQ(ut::isMTextFormatCodeWithValue(c),
               std::wstring(L"ACFHQSTWacfhpqstw").find(c) != std::wstring::npos)
         << int(c);
     EXPECT_EQ(ut::isValidHexDigit(c), std::iswxdigit(c) != 0) << int(c);
   }
-  EXPECT_TRUE(ut::isLeftToRightChar(L'a'));
-  EXPECT_FALSE(ut::isLeftToRightChar(L'1'));
-  EXPECT_TRUE(ut::isRightToLeftChar(L'\u05D0'));  // Hebrew alef
-  EXPECT_TRUE(ut::isRightToLeftChar(L'\u0627'));  // Arabic alef
+  EXPECT_TRUE(ut::isLeftToRightChar(L'a') && !ut::isLeftToRightChar(L'1'));
+  EXPECT_TRUE(ut::isRightToLeftChar(L'\u05D0') && ut::isRightToLeftChar(L'\u0627'));  // Hebrew, Arabic alef
   EXPECT_FALSE(ut::isRightToLeftChar(L'a'));
 }
 
@@ -196,11 +185,7 @@ TEST(Slashes, Conversions) {
   EXPECT_EQ(inPlace, L"x\\y");
   EXPECT_EQ(ut::makeBackSlashes(L"a/b|c"), L"a\\b|c");
   EXPECT_EQ(ut::makeForwardSlashes(OdString(L"a\\b")), L"a/b");
-  EXPECT_TRUE(ut::checkSlashes(L"a\\b"));
-  EXPECT_FALSE(ut::checkSlashes(OdString(L"a/b")));
-  wchar_t buffer[] = L"a.b.c";
-  ut::replaceSymbol(buffer, L'.', L'_');
-  EXPECT_STREQ(buffer, L"a_b_c");
+  EXPECT_TRUE(ut::checkSlashes(L"a\\b") && !ut::checkSlashes(OdString(L"a/b")));
 }
 
 TEST(Utf8, RoundTripAndErrors) {
@@ -214,44 +199,40 @@ TEST(Utf8, RoundTripAndErrors) {
 }
 
 TEST(CodePages, ConvertToAnsi) {
-  EXPECT_EQ(ut::convertToAnsi(L"a\u00E9", 1252), "a\xE9");
-  EXPECT_EQ(ut::convertToAnsi(L"a\u00E9", 65001), "a\xC3\xA9");
-  EXPECT_EQ(ut::convertToAnsi(L"\u20AC", 1252), "\x80");
-  EXPECT_EQ(ut::convertToAnsi(L"a\u4E00", 1252), "a?");
-  // A base letter and a combining mark become the precomposed letter where the code page has one.
-  EXPECT_EQ(ut::convertToAnsi(L"e\u0301A\u030A", 1252), "\xE9\xC5");
-  EXPECT_EQ(ut::convertToAnsi(L"e\u0301", 65001), "e\xCC\x81");  // UTF-8 holds the mark as it is
+  // Each row: the text, the code page, and the bytes. A base letter and a combining mark become the
+  // precomposed letter where the code page has one; UTF-8 holds the mark as it is.
+  const std::tuple<const wchar_t*, unsigned, const char*> cases[] = {
+      {L"a\u00E9", 1252, "a\xE9"}, {L"a\u00E9", 65001, "a\xC3\xA9"},      {L"\u20AC", 1252, "\x80"},
+      {L"a\u4E00", 1252, "a?"},    {L"e\u0301A\u030A", 1252, "\xE9\xC5"}, {L"e\u0301", 65001, "e\xCC\x81"},
+      {L"abc", 99999, ""}};
+  for (const auto& [text, codePage, bytes] : cases)
+    EXPECT_EQ(ut::convertToAnsi(text, codePage), bytes) << text;
   EXPECT_EQ(ut::convertToAnsi(L"q\u0301", 1252)[0], 'q');
-  EXPECT_EQ(ut::convertToAnsi(L"abc", 99999), "");
-  ScopedLocale utf8("C.UTF-8");
+  ScopedEnv utf8("LC_ALL", "C.UTF-8");
   EXPECT_EQ(ut::convertToAnsi(L"\u00E9", 1200), "\xC3\xA9");
   EXPECT_EQ(ut::convFileNameToMB(L"/tmp/\u00E9.txt"), "/tmp/\xC3\xA9.txt");
   EXPECT_EQ(ut::convFileNameToMB(nullptr), "");
 }
 
 TEST(NumberFormat, FollowsTheUserLocale) {
-  // Each row: the locale, a number, noLeadingZero, and the number formatted.
+  // Each row: the locale, a number, noLeadingZero, and the number formatted. With no digit before the
+  // point, no decimals are kept.
+  const char* const en = "en_US.UTF-8";
   const std::tuple<const char*, const wchar_t*, bool, const wchar_t*> cases[] = {
-      {"en_US.UTF-8", L"1234567.891", false, L"1,234,567.891"},
-      {"en_US.UTF-8", L"-1234.50", false, L"-1,234.50"},
-      {"en_US.UTF-8", L"0.5", false, L"0.5"},
-      {"en_US.UTF-8", L"0.5", true, L".5"},
-      {"en_US.UTF-8", L"-.5", false, L"-0.5"},
-      {"en_US.UTF-8", L".5", false, L"1"},  // no digit before the point: no decimals are kept
-      {"en_US.UTF-8", L"007", false, L"7"},
-      {"en_US.UTF-8", L"999", false, L"999"},
-      {"de_DE.UTF-8", L"1234567.891", false, L"1.234.567,891"},
-      {"en_IN.UTF-8", L"1234567", false, L"12,34,567"},
-      {"C", L"1234567", false, L"1,234,567"},
-      {"en_US.UTF-8", L"12a", false, L"12a"},
-      {"en_US.UTF-8", L"1,000", false, L"1,000"},
-      {"en_US.UTF-8", L"", false, L""},
-      {"en_US.UTF-8", L"-", false, L"-"}};
+      {en, L"0.5", false, L"0.5"},     {en, L"1234567.891", false, L"1,234,567.891"},
+      {en, L"0.5", true, L".5"},       {en, L"-1234.50", false, L"-1,234.50"},
+      {en, L"-.5", false, L"-0.5"},    {"de_DE.UTF-8", L"1234567.891", false, L"1.234.567,891"},
+      {en, L".5", false, L"1"},        {"en_IN.UTF-8", L"1234567", false, L"12,34,567"},
+      {en, L"007", false, L"7"},       {"C", L"1234567", false, L"1,234,567"},
+      {en, L"999", false, L"999"},     {en, L"12a", false, L"12a"},
+      {en, L"1,000", false, L"1,000"}, {en, L"", false, L""},
+      {en, L"-", false, L"-"},
+  };
   for (const auto& [locale, in, noLeadingZero, out] : cases) {
-    ScopedLocale scoped(locale);
+    ScopedEnv scoped("LC_ALL", locale);
     EXPECT_EQ(ut::getNumberFormat(in, noLeadingZero), out) << locale << " " << in;
   }
-  ScopedLocale english("en_US.UTF-8");
+  ScopedEnv english("LC_ALL", en);
   const OdString tooLong(std::wstring(90, L'9'));
   EXPECT_EQ(ut::getNumberFormat(tooLong, false), tooLong);
 }

@@ -56,13 +56,11 @@ TEST_F(QxregTest, MainJobCreatesTheDefaultProfileOnce) {
 TEST_F(QxregTest, ValuesOfEveryTypeRoundTrip) {
   // Each row: a type, the data, and the data as a query shows it.
   const std::tuple<std::string, const char*, const char*> cases[] = {
-      {"REG_SZ", "two words", "two words"},
-      {"REG_EXPAND_SZ", "%HOME%\\bin", "%HOME%\\bin"},
-      {"REG_DWORD", "4263", "0x10a7"},
+      {"REG_SZ", "two words", "two words"},      {"REG_EXPAND_SZ", "%HOME%\\bin", "%HOME%\\bin"},
+      {"REG_DWORD", "4263", "0x10a7"},           {"REG_QWORD", "0x100000000", "0x100000000"},
+      {"REG_BINARY", "00fF10", "00FF10"},        {"REG_MULTI_SZ", "a\\0b c\\0d", "a\\0b c\\0d"},
       {"REG_DWORD", "0xffffffff", "0xffffffff"},
-      {"REG_QWORD", "0x100000000", "0x100000000"},
-      {"REG_BINARY", "00fF10", "00FF10"},
-      {"REG_MULTI_SZ", "a\\0b c\\0d", "a\\0b c\\0d"}};
+  };
   for (const auto& [type, data, shown] : cases) {
     SCOPED_TRACE(type + " " + data);
     ASSERT_EQ(qxreg({"add", kKey, "/v", "Value", "/t", type, "/d", data, "/f"}).code, 0);
@@ -73,38 +71,30 @@ TEST_F(QxregTest, ValuesOfEveryTypeRoundTrip) {
       {"REG_DWORD", "0x100000000"}, {"REG_DWORD", "-1"}, {"REG_QWORD", "12x"},
       {"REG_BINARY", "abc"},        {"REG_TEXT", "x"},
   };
-  for (const auto& [type, data] : refused) {
+  for (const auto& [type, data] : refused)
     EXPECT_EQ(qxreg({"add", kKey, "/v", "Bad", "/t", type, "/d", data}).code, 1) << type << " " << data;
-  }
   EXPECT_EQ(qxreg({"query", kKey, "/v", "Bad"}).code, 1);
 }
 
 TEST_F(QxregTest, OverwritingAndDeletingNeedForce) {
   ASSERT_EQ(qxreg({"add", kKey, "/ve", "/d", "first"}).code, 0);
-  const Outcome overwrite = qxreg({"add", kKey, "/ve", "/d", "second"});
-  EXPECT_EQ(overwrite.code, 1);
-  EXPECT_THAT(overwrite.err, HasSubstr("use /f"));
-  EXPECT_THAT(qxreg({"query", kKey, "/ve"}).out, HasSubstr("(Default)    REG_SZ    first\n"));
-  EXPECT_EQ(qxreg({"add", kKey, "/ve", "/d", "second", "/f"}).code, 0);
-  EXPECT_THAT(qxreg({"query", kKey, "/ve"}).out, HasSubstr("(Default)    REG_SZ    second\n"));
   for (const char* value : {"Name", "Other"}) ASSERT_EQ(qxreg({"add", kKey, "/v", value}).code, 0);
   ASSERT_EQ(qxreg({"add", kKey + "\\Sub"}).code, 0);
-  // What to delete, and a query that finds it before and not after.
-  const std::pair<std::vector<std::string>, std::vector<std::string>> cases[] = {
-      {{"/v", "name"}, {"query", kKey, "/v", "Name"}},
-      {{"/va"}, {"query", kKey, "/v", "Other"}},
-      {{}, {"query", kKey + "\\Sub"}}};
-  for (const auto& [which, gone] : cases) {
-    std::vector<std::string> args{"delete", kKey};
-    args.insert(args.end(), which.begin(), which.end());
+  // Each row: a change, the hint it gives without /f, what a query shows only before it and only after it.
+  const std::tuple<std::vector<std::string>, const char*, std::string, const char*> cases[] = {
+      {{"add", kKey, "/ve", "/d", "second"}, "use /f", "    first\n", "(Default)    REG_SZ    second\n"},
+      {{"delete", kKey, "/v", "name"}, "add /f", "\n    Name    REG_SZ", ""},
+      {{"delete", kKey, "/va"}, "add /f", "\n    Other    REG_SZ", ""},
+      {{"delete", kKey}, "add /f", kLongKey + "\\Sub\n", ""}};
+  for (auto [args, hint, before, after] : cases) {
     SCOPED_TRACE(testing::PrintToString(args));
     const Outcome refused = qxreg(args);
     EXPECT_EQ(refused.code, 1);
-    EXPECT_THAT(refused.err, HasSubstr("add /f"));
-    EXPECT_EQ(qxreg(gone).code, 0);
+    EXPECT_THAT(refused.err, HasSubstr(hint));
+    EXPECT_THAT(qxreg({"query", kKey, "/s"}).out, HasSubstr(before));
     args.push_back("/f");
     EXPECT_EQ(qxreg(args).code, 0);
-    EXPECT_EQ(qxreg(gone).code, 1);
+    EXPECT_THAT(qxreg({"query", kKey, "/s"}).out, testing::AllOf(Not(HasSubstr(before)), HasSubstr(after)));
   }
   EXPECT_EQ(qxreg({"delete", "HKCU", "/f"}).code, 1);
 }
@@ -116,32 +106,27 @@ TEST_F(QxregTest, RootsHaveLongAndShortNames) {
   };
   for (const auto& [alias, name] : roots)
     ASSERT_EQ(qxreg({"add", alias + "\\T", "/v", "R", "/d", alias}).code, 0);
-  for (const auto& [alias, name] : roots) {
+  for (const auto& [alias, name] : roots)
     EXPECT_THAT(qxreg({"query", name + "\\T"}).out, HasSubstr("\n    R    REG_SZ    " + alias + "\n"));
-  }
   EXPECT_EQ(qxreg({"query", "HKEY_NOWHERE\\T"}).code, 1);
 }
 
-TEST_F(QxregTest, QueryShowsSubKeysByFullPath) {
-  ASSERT_EQ(qxreg({"add", kKey, "/v", "Top", "/d", "t"}).code, 0);
+TEST_F(QxregTest, QueryAndCopyTakeSubKeysOnlyWithS) {
+  ASSERT_EQ(qxreg({"add", kKey, "/v", "Top", "/t", "REG_QWORD", "/d", "7"}).code, 0);
   ASSERT_EQ(qxreg({"add", kKey + "\\A\\B", "/v", "Deep", "/d", "d"}).code, 0);
   const Outcome flat = qxreg({"query", kKey});
-  EXPECT_THAT(flat.out, HasSubstr(kLongKey + "\n    Top    REG_SZ    t\n\n" + kLongKey + "\\A\n"));
+  EXPECT_THAT(flat.out, HasSubstr(kLongKey + "\n    Top    REG_QWORD    0x7\n\n" + kLongKey + "\\A\n"));
   EXPECT_THAT(flat.out, Not(HasSubstr("Deep")));
   EXPECT_THAT(qxreg({"query", kKey, "/s"}).out,
               HasSubstr("\n" + kLongKey + "\\A\\B\n    Deep    REG_SZ    d\n"));
   EXPECT_THAT(qxreg({"query", kKey, "/v", "deep", "/s"}).out, Not(HasSubstr("Top")));
-}
-
-TEST_F(QxregTest, CopyTakesSubKeysWithS) {
-  ASSERT_EQ(qxreg({"add", kKey, "/v", "V", "/t", "REG_QWORD", "/d", "7"}).code, 0);
-  ASSERT_EQ(qxreg({"add", kKey + "\\Sub", "/v", "W"}).code, 0);
+  // A copy keeps the values' types.
   EXPECT_EQ(qxreg({"copy", kKey, "HKU\\Copy"}).code, 0);
-  EXPECT_THAT(qxreg({"query", "HKU\\Copy", "/v", "V"}).out, HasSubstr("REG_QWORD    0x7\n"));
-  EXPECT_EQ(qxreg({"query", "HKU\\Copy\\Sub"}).code, 1);
+  EXPECT_THAT(qxreg({"query", "HKU\\Copy", "/v", "Top"}).out, HasSubstr("REG_QWORD    0x7\n"));
+  EXPECT_EQ(qxreg({"query", "HKU\\Copy\\A"}).code, 1);
   EXPECT_EQ(qxreg({"copy", kKey, "HKU\\Copy", "/s"}).code, 1);
   EXPECT_EQ(qxreg({"copy", kKey, "HKU\\Copy", "/s", "/f"}).code, 0);
-  EXPECT_EQ(qxreg({"query", "HKU\\Copy\\Sub", "/v", "W"}).code, 0);
+  EXPECT_EQ(qxreg({"query", "HKU\\Copy\\A\\B", "/v", "Deep"}).code, 0);
 }
 
 TEST_F(QxregTest, ExportThenImportIntoAFreshHiveGivesBackTheValues) {
@@ -165,11 +150,11 @@ TEST_F(QxregTest, FailedImportChangesNothing) {
   ASSERT_EQ(qxreg({"add", kKey, "/v", "Kept", "/d", "old"}).code, 0);
   const std::string before = qxreg({"query", kKey, "/s"}).out;
   std::ofstream(path("plain.txt")) << "just text\n";
-  std::ofstream(path("broken.reg")) << "Windows Registry Editor Version 5.00\n\n[" << kLongKey
-                                    << "]\n\"Kept\"=\"new\"\nnot a value\n[" << kLongKey << "\\New]\n";
+  // Both change "Kept" before they fail.
+  const std::string head = "Windows Registry Editor Version 5.00\n\n[" + kLongKey + "]\n\"Kept\"=\"new\"\n";
+  std::ofstream(path("broken.reg")) << head << "not a value\n[" << kLongKey << "\\New]\n";
   const std::string tooLong = kLongKey + "\\" + std::string(256, 'k');
-  std::ofstream(path("long.reg")) << "Windows Registry Editor Version 5.00\n\n[" << kLongKey
-                                  << "]\n\"Kept\"=\"new\"\n[" << tooLong << "]\n";
+  std::ofstream(path("long.reg")) << head << "[" << tooLong << "]\n";
   const std::pair<const char*, std::string> cases[] = {
       {"plain.txt", "Not a registration file"},
       {"broken.reg", "Skipped 1 malformed lines, the first at line 5"},
@@ -184,14 +169,13 @@ TEST_F(QxregTest, FailedImportChangesNothing) {
 }
 
 TEST_F(QxregTest, ProfilesLiveThroughTheirVerbs) {
-  ASSERT_EQ(qxreg({"profile", "create", "Drafting", "--description", "2D work", "--from", "Default"}).code,
-            0);
-  EXPECT_EQ(qxreg({"profile", "create", "drafting"}).code, 1);
+  ASSERT_EQ(qxreg({"profile", "create", "Draft", "--description", "2D work", "--from", "Default"}).code, 0);
+  EXPECT_EQ(qxreg({"profile", "create", "draft"}).code, 1);
   EXPECT_EQ(qxreg({"profile", "use", "Nowhere"}).code, 1);
-  ASSERT_EQ(qxreg({"profile", "use", "drafting"}).code, 0);
-  EXPECT_EQ(qxreg({"profile", "list"}).out, "  Default\n* Drafting\n");
-  EXPECT_THAT(qxreg({"profile", "delete", "Drafting"}).err, HasSubstr("current profile"));
-  ASSERT_EQ(qxreg({"profile", "rename", "Drafting", "Plan"}).code, 0);
+  ASSERT_EQ(qxreg({"profile", "use", "draft"}).code, 0);
+  EXPECT_EQ(qxreg({"profile", "list"}).out, "  Default\n* Draft\n");
+  EXPECT_THAT(qxreg({"profile", "delete", "Draft"}).err, HasSubstr("current profile"));
+  ASSERT_EQ(qxreg({"profile", "rename", "Draft", "Plan"}).code, 0);
   EXPECT_EQ(qxreg({"profile", "current"}).out, "Plan\n");
 
   const std::string file = path("plan.reg");
