@@ -6,6 +6,7 @@
 
 #include "OdString.h"
 #include "ut_assert.h"
+#include "ut_string.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -62,8 +63,8 @@ inline std::string fileBytes(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// A path as the library takes it.
-inline OdString od(const std::filesystem::path& path) { return path.wstring().c_str(); }
+// A path as the library takes it: its UTF-8 bytes decoded, whatever the locale.
+inline OdString od(const std::filesystem::path& path) { return ut::s2ws(path.string()).c_str(); }
 
 // Writes `bytes` to `path`, making its folders first; returns the path as the library takes it.
 inline OdString writeFile(const std::filesystem::path& path, const std::string& bytes) {

@@ -14,14 +14,17 @@ namespace {
 using ut::Config;
 
 const OdString kProfilesKey = L"Software\\Korvani\\VeltoCAD\\V26x64\\en_US\\Profiles";
-const std::string kProfilesHeader = "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\V26x64\\en_US\\Profiles\\";
+const std::string kProfilesHeader =
+    "[HKEY_CURRENT_USER\\Software\\Korvani\\VeltoCAD\\V26x64\\en_US\\Profiles\\";
 
 class ProfileTest : public testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(ut::initConfig(nullptr)); }
 
   OdString file(const char* name) const { return (m_dir.path() / name).wstring().c_str(); }
-  void writeFile(const char* name, const std::string& text) const { std::ofstream(m_dir.path() / name) << text; }
+  void writeFile(const char* name, const std::string& text) const {
+    std::ofstream(m_dir.path() / name) << text;
+  }
   static bool stored(const OdString& profile) {
     return ut::Registry::verifyKey(ut::eCurrentUser, kProfilesKey + L"\\" + profile);
   }

@@ -250,8 +250,9 @@ TEST(LogStampTest, NamesTheTimeAndTheBuild) {
   t.tm_year = 126, t.tm_mday = 4, t.tm_hour = 9, t.tm_min = 7, t.tm_sec = 3;
   const std::string line = ut::getLogStampChar(t);
   // The build's suffix follows the version: empty in release builds, "d" in debug ones.
-  EXPECT_THAT(line, testing::MatchesRegex(
-                        "\n--------------- 04-01-2026 09:07:03 --------------- v26\\.1\\.07\\.0d? ---------------"));
+  EXPECT_THAT(
+      line, testing::MatchesRegex(
+                "\n--------------- 04-01-2026 09:07:03 --------------- v26\\.1\\.07\\.0d? ---------------"));
   EXPECT_EQ(ut::getLogStamp(t), OdString(std::wstring(line.begin(), line.end())));
 }
 

@@ -55,7 +55,8 @@ TEST(CallStackWalker, TheTracerWritesTheWalkedStackWhenVdmDevIsSet) {
   UtTracer::tracer().traceCallStack();
   UtTracer::tracer().freeStream();
   EXPECT_THAT(qxtest::fileBytes(file),
-              ContainsRegex("\n[^\n]*TheTracerWritesTheWalkedStackWhenVdmDevIsSet_Test::TestBody\\(\\)\\+0x[^\n]*\n"));
+              ContainsRegex(
+                  "\n[^\n]*TheTracerWritesTheWalkedStackWhenVdmDevIsSet_Test::TestBody\\(\\)\\+0x[^\n]*\n"));
 }
 
 TEST(CallStackWalker, FramesAreDescribedByFunctionOrByModuleAndAddress) {

@@ -16,7 +16,7 @@ using qxtest::fileBytes;
 using ut::FileLocker;
 using ut::LockInfoFile;
 
-OdString od(const fs::path& path) { return path.wstring().c_str(); }
+using qxtest::od;
 
 fs::path writeFile(const fs::path& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;

@@ -14,19 +14,14 @@ namespace {
 
 namespace fs = std::filesystem;
 using qxtest::fileBytes;
+using qxtest::od;
+using qxtest::writeFile;
 using qxtest::Reports;
 using qxtest::TempDir;
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Tree = std::map<std::string, std::string>;
-
-OdString od(const fs::path& path) { return path.wstring().c_str(); }
-
-void write(const fs::path& path, const std::string& bytes) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 // Every file, folder and link below `root`: relative path to content, "/" for a folder, "->" and the
 // target for a link.
@@ -50,11 +45,12 @@ std::string noise(size_t size, unsigned seed) {
 // A drawing folder: nested, an empty folder, UTF-8 names, an empty file, a file of several 1 MiB
 // pieces, and enough small files for the worker threads.
 Tree makeProject(const fs::path& root) {
-  write(root / "plan.dwg", noise(3 * (1 << 20) + 777, 1));
-  write(root / "empty.txt", "");
-  write(root / "Straße" / "Übersicht ü.txt", "umlauts");
+  writeFile(root / "plan.dwg", noise(3 * (1 << 20) + 777, 1));
+  writeFile(root / "empty.txt", "");
+  writeFile(root / "Straße" / "Übersicht ü.txt", "umlauts");
   fs::create_directories(root / "leer");
-  for (int i = 0; i < 40; ++i) write(root / "xref" / ("part" + std::to_string(i) + ".dwg"), noise(100 * i, i));
+  for (int i = 0; i < 40; ++i)
+    writeFile(root / "xref" / ("part" + std::to_string(i) + ".dwg"), noise(100 * i, i));
   return snapshot(root);
 }
 
@@ -97,12 +93,15 @@ std::pair<int, std::string> run(std::vector<std::string> args) {
   return {child.wait(), output};
 }
 
-bool installed(const std::string& tools) { return run({"sh", "-c", "command -v " + tools + " >/dev/null"}).first == 0; }
+bool installed(const std::string& tools) {
+  return run({"sh", "-c", "command -v " + tools + " >/dev/null"}).first == 0;
+}
 
 TEST(ZipTest, FolderComesBackWholeWithItsNamesAndTimes) {
   TempDir dir;
   const Tree project = makeProject(dir.path() / "project");
-  fs::last_write_time(dir.path() / "project" / "plan.dwg", fs::file_time_type::clock::now() - std::chrono::hours(50));
+  fs::last_write_time(dir.path() / "project" / "plan.dwg",
+                      fs::file_time_type::clock::now() - std::chrono::hours(50));
   const OdString zip = od(dir.path() / "project.zip");
   ASSERT_EQ(ut::zipFolder(zip, od(dir.path() / "project")), ut::eZipOk);
 
@@ -120,7 +119,8 @@ TEST(ZipTest, FolderComesBackWholeWithItsNamesAndTimes) {
   ASSERT_TRUE(helper.init(7));
   EXPECT_EQ(helper.entryCount(), project.size() + 1);
   ASSERT_EQ(helper.packCount(), (project.size() + 1 + 6) / 7);
-  for (unsigned pack = 0; pack < helper.packCount(); ++pack) EXPECT_TRUE(helper.unzipPackOfEntries(helper.packCount() - 1 - pack));
+  for (unsigned pack = 0; pack < helper.packCount(); ++pack)
+    EXPECT_TRUE(helper.unzipPackOfEntries(helper.packCount() - 1 - pack));
   EXPECT_FALSE(helper.unzipPackOfEntries(static_cast<unsigned>(helper.packCount())));
   EXPECT_EQ(snapshot(dir.path() / "packs" / "project"), project);
   const auto time = [](const fs::path& path) { return fs::last_write_time(path).time_since_epoch(); };
@@ -135,20 +135,24 @@ TEST(ZipTest, ArchivesAreExchangedWithPythonAndInfoZip) {
   const Tree project = makeProject(dir.path() / "project");
   ASSERT_EQ(ut::zipFolder(od(dir.path() / "ours.zip"), od(dir.path() / "project")), ut::eZipOk);
   EXPECT_EQ(run({"unzip", "-tqq", folder + "/ours.zip"}).first, 0);
-  const char* check = "import sys, zipfile\nz = zipfile.ZipFile(sys.argv[1])\nprint(z.testzip(), len(z.namelist()))";
-  EXPECT_EQ(run({"python3", "-c", check, folder + "/ours.zip"}).second, "None " + std::to_string(project.size() + 1) + "\n");
+  const char* check =
+      "import sys, zipfile\nz = zipfile.ZipFile(sys.argv[1])\nprint(z.testzip(), len(z.namelist()))";
+  EXPECT_EQ(run({"python3", "-c", check, folder + "/ours.zip"}).second,
+            "None " + std::to_string(project.size() + 1) + "\n");
 
   // Python writes the folder deflated, adds a file stored, and writes to a pipe a file whose sizes follow
   // its data; Info-ZIP writes the folder with its own extra fields.
-  const char* write = "import shutil, sys, zipfile\n"
-                      "shutil.make_archive(sys.argv[1] + '/theirs', 'zip', sys.argv[1], 'project')\n"
-                      "with zipfile.ZipFile(sys.argv[1] + '/theirs.zip', 'a') as z: z.writestr('stored.txt', 'as is')\n"
-                      "with zipfile.ZipFile(sys.stdout.buffer, 'w', 8) as z: z.writestr('piped.txt', 'piped')\n";
+  const char* write =
+      "import shutil, sys, zipfile\n"
+      "shutil.make_archive(sys.argv[1] + '/theirs', 'zip', sys.argv[1], 'project')\n"
+      "with zipfile.ZipFile(sys.argv[1] + '/theirs.zip', 'a') as z: z.writestr('stored.txt', 'as is')\n"
+      "with zipfile.ZipFile(sys.stdout.buffer, 'w', 8) as z: z.writestr('piped.txt', 'piped')\n";
   ASSERT_EQ(run({"sh", "-c", "python3 -c \"$0\" \"$1\" | cat > \"$1/piped.zip\"", write, folder}).first, 0);
   ASSERT_EQ(run({"sh", "-c", "cd \"$0\" && zip -qr zipped.zip project", folder}).first, 0);
   Tree expected{{"project", "/"}, {"stored.txt", "as is"}, {"piped.txt", "piped"}};
   for (const auto& [name, content] : project) expected["project/" + name] = content;
-  for (const char* archive : {"/theirs.zip", "/piped.zip"}) EXPECT_TRUE(ut::unzipFolder(od(folder + archive), od(folder + "/from_python")));
+  for (const char* archive : {"/theirs.zip", "/piped.zip"})
+    EXPECT_TRUE(ut::unzipFolder(od(folder + archive), od(folder + "/from_python")));
   EXPECT_EQ(snapshot(dir.path() / "from_python"), expected);
   ASSERT_TRUE(ut::unzipFolder(od(folder + "/zipped.zip"), od(folder + "/from_infozip")));
   EXPECT_EQ(snapshot(dir.path() / "from_infozip" / "project"), project);
@@ -156,20 +160,22 @@ TEST(ZipTest, ArchivesAreExchangedWithPythonAndInfoZip) {
 
 TEST(ZipTest, SingleFilesAndEntries) {
   TempDir dir;
-  write(dir.path() / "a" / "plan.dwg", "plan");
-  write(dir.path() / "b" / "plan.dwg", "other plan");
-  write(dir.path() / "folder" / "x.txt", "x");
+  writeFile(dir.path() / "a" / "plan.dwg", "plan");
+  writeFile(dir.path() / "b" / "plan.dwg", "other plan");
+  writeFile(dir.path() / "folder" / "x.txt", "x");
   const OdString one = od(dir.path() / "one.zip"), many = od(dir.path() / "many.zip");
   ASSERT_EQ(ut::zipFile(one, od(dir.path() / "a\\plan.dwg")), ut::eZipOk);  // either slash
   wxMemoryOutputStream bytes;
   ASSERT_TRUE(ut::unzipOneFile(one, bytes));
-  EXPECT_EQ(std::string(static_cast<char*>(bytes.GetOutputStreamBuffer()->GetBufferStart()), bytes.GetSize()), "plan");
+  EXPECT_EQ(std::string(static_cast<char*>(bytes.GetOutputStreamBuffer()->GetBufferStart()), bytes.GetSize()),
+            "plan");
 
   Reports reports;
-  const OdArray<OdString> files{od(dir.path() / "a/plan.dwg"), od(dir.path() / "b/plan.dwg"), od(dir.path() / "folder"),
-                                od(dir.path() / "missing")};
+  const OdArray<OdString> files{od(dir.path() / "a/plan.dwg"), od(dir.path() / "b/plan.dwg"),
+                                od(dir.path() / "folder"), od(dir.path() / "missing")};
   EXPECT_EQ(ut::zipFiles(many, files), ut::eZipIncomplete);
-  EXPECT_THAT(reports.lines(), ElementsAre(HasSubstr("name is in the archive already"), HasSubstr("No file or folder")));
+  EXPECT_THAT(reports.lines(),
+              ElementsAre(HasSubstr("name is in the archive already"), HasSubstr("No file or folder")));
   OdArray<OdString> names;
   ASSERT_TRUE(ut::getZippedFolderEntries(many, names));
   EXPECT_EQ(names, (OdArray<OdString>{L"plan.dwg", L"folder/", L"folder/x.txt"}));
@@ -185,14 +191,15 @@ TEST(ZipTest, SingleFilesAndEntries) {
 
 TEST(ZipTest, WhatCannotBeZippedIsReported) {
   TempDir dir;
-  write(dir.path() / "f" / "a.txt", "a");
+  writeFile(dir.path() / "f" / "a.txt", "a");
   fs::create_directory_symlink(dir.path() / "f", dir.path() / "f" / "loop");
   fs::create_symlink(dir.path() / "nowhere", dir.path() / "f" / "dangling");
-  write(dir.path() / "old.zip", "old archive");
+  writeFile(dir.path() / "old.zip", "old archive");
   Reports reports;
   // The archive inside the folder it zips is not zipped into itself.
   EXPECT_EQ(ut::zipFolder(od(dir.path() / "f" / "self.zip"), od(dir.path() / "f")), ut::eZipIncomplete);
-  EXPECT_THAT(reports.lines(), ElementsAre(HasSubstr("dangling\": it is a link to nothing"), HasSubstr("loop\": it leads back")));
+  EXPECT_THAT(reports.lines(), ElementsAre(HasSubstr("dangling\": it is a link to nothing"),
+                                           HasSubstr("loop\": it leads back")));
   OdArray<OdString> names;
   ASSERT_TRUE(ut::getZippedFolderEntries(od(dir.path() / "f" / "self.zip"), names));
   EXPECT_EQ(names, (OdArray<OdString>{L"f/", L"f/a.txt"}));
@@ -230,7 +237,7 @@ TEST(ZipTest, EntriesOutsideTheTargetAreNeverWritten) {
                             {"..", "x"}};
   for (const RawEntry& bad : cases) {
     SCOPED_TRACE(bad.name);
-    write(zip, storedZip({{"good.txt", "good"}, bad}));
+    writeFile(zip, storedZip({{"good.txt", "good"}, bad}));
     Reports reports;
     wxFFileInputStream stream(zip.string());
     ut::UnzippingHelper helper(od(zip), od(target));
@@ -248,9 +255,9 @@ TEST(ZipTest, EntriesOutsideTheTargetAreNeverWritten) {
   EXPECT_EQ(fileBytes(target / "good.txt"), "good");
 
   // A link in the target is replaced by a file of its name, and never written through.
-  write(zip, storedZip({{"link/x", "x"}}));
+  writeFile(zip, storedZip({{"link/x", "x"}}));
   EXPECT_FALSE(ut::unzipFolder(od(zip), od(target)));
-  write(zip, storedZip({{"link", "file"}}));
+  writeFile(zip, storedZip({{"link", "file"}}));
   EXPECT_TRUE(ut::unzipFolder(od(zip), od(target)));
   EXPECT_EQ(fileBytes(target / "link"), "file");
   EXPECT_TRUE(fs::is_empty(outside));
@@ -258,13 +265,14 @@ TEST(ZipTest, EntriesOutsideTheTargetAreNeverWritten) {
 
 TEST(ZipTest, DamagedArchivesAreRefusedAndDamagedEntriesCostOnlyThemselves) {
   TempDir dir;
-  for (const char* name : {"a", "b", "c"}) write(dir.path() / "p" / (name + std::string(".txt")), noise(5000, *name));
+  for (const char* name : {"a", "b", "c"})
+    writeFile(dir.path() / "p" / (name + std::string(".txt")), noise(5000, *name));
   const fs::path zip = dir.path() / "p.zip", broken = dir.path() / "broken.zip";
   ASSERT_EQ(ut::zipFolder(od(zip), od(dir.path() / "p")), ut::eZipOk);
   const std::string bytes = fileBytes(zip);
   for (const size_t length : {size_t{0}, size_t{10}, bytes.size() / 2, bytes.size() - 10, bytes.size() - 1}) {
     SCOPED_TRACE(length);
-    write(broken, bytes.substr(0, length));
+    writeFile(broken, bytes.substr(0, length));
     const Reports reports;
     OdArray<OdString> names;
     wxMemoryOutputStream sink;
@@ -279,10 +287,11 @@ TEST(ZipTest, DamagedArchivesAreRefusedAndDamagedEntriesCostOnlyThemselves) {
   // One entry's data damaged: the others come out, the damaged one not even in part.
   std::string flipped = bytes;
   flipped[bytes.find("p/b.txt") + 7 + 100] ^= 0x55;
-  write(broken, flipped);
+  writeFile(broken, flipped);
   Reports reports;
   EXPECT_FALSE(ut::unzipFolder(od(broken), od(dir.path() / "out")));
-  EXPECT_EQ(snapshot(dir.path() / "out"), (Tree{{"p", "/"}, {"p/a.txt", noise(5000, 'a')}, {"p/c.txt", noise(5000, 'c')}}));
+  EXPECT_EQ(snapshot(dir.path() / "out"),
+            (Tree{{"p", "/"}, {"p/a.txt", noise(5000, 'a')}, {"p/c.txt", noise(5000, 'c')}}));
   EXPECT_THAT(reports.lines(), ElementsAre(HasSubstr("b.txt")));
 }
 
@@ -291,9 +300,10 @@ TEST(ZipTest, DamagedArchivesAreRefusedAndDamagedEntriesCostOnlyThemselves) {
 TEST(ZipTest, Zip64ForManyEntries) {
   TempDir dir;
   // Links to two files (a file takes up to 65,000): names cost the file system far less than files do.
-  write(dir.path() / "f0", "");
-  write(dir.path() / "f1", "");
-  for (int i = 2; i < 65600; ++i) fs::create_hard_link(dir.path() / ("f" + std::to_string(i % 2)), dir.path() / ("f" + std::to_string(i)));
+  writeFile(dir.path() / "f0", "");
+  writeFile(dir.path() / "f1", "");
+  for (int i = 2; i < 65600; ++i)
+    fs::create_hard_link(dir.path() / ("f" + std::to_string(i % 2)), dir.path() / ("f" + std::to_string(i)));
   const fs::path zip = dir.path() / "many.zip";  // not zipped into itself
   ASSERT_EQ(ut::zipFolder(od(zip), od(dir.path())), ut::eZipOk);
   OdArray<OdString> names;
@@ -309,7 +319,7 @@ TEST(ZipTest, Zip64ForManyEntries) {
 TEST(ZipTest, Zip64ForAMemberOverFourGiB) {
   if (!std::getenv("QX_ZIP_LARGE_TESTS")) GTEST_SKIP() << "set QX_ZIP_LARGE_TESTS=1 to zip and check 4.1 GiB";
   TempDir dir;
-  write(dir.path() / "big" / "zeros", "");
+  writeFile(dir.path() / "big" / "zeros", "");
   fs::resize_file(dir.path() / "big" / "zeros", (uint64_t{1} << 32) + 12345);  // sparse
   const OdString zip = od(dir.path() / "big.zip");
   ASSERT_EQ(ut::zipFolder(zip, od(dir.path() / "big")), ut::eZipOk);

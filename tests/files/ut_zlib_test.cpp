@@ -40,7 +40,8 @@ std::string mixed(size_t size) {
   std::mt19937 random(7);
   std::string bytes(size, '\0');
   for (size_t i = 0; i < size; ++i)
-    if (i % 10000 < 5000) bytes[i] = i % 10000 < 3000 ? static_cast<char>(random()) : "LINE 10,20 A-WALL\n"[i % 18];
+    if (i % 10000 < 5000)
+      bytes[i] = i % 10000 < 3000 ? static_cast<char>(random()) : "LINE 10,20 A-WALL\n"[i % 18];
   return bytes;
 }
 
@@ -82,7 +83,8 @@ TEST_F(ZlibEngineTest, ReportsProgressAfterEveryBlockByBothFormulas) {
     SCOPED_TRACE(length);
     std::vector<int> expected;
     for (uint64_t consumed = 4096;; consumed = std::min(consumed + 4096, length)) {
-      expected.push_back(static_cast<int>(length <= 10000000 ? consumed * 100 / length : consumed / (length / 100)));
+      expected.push_back(
+          static_cast<int>(length <= 10000000 ? consumed * 100 / length : consumed / (length / 100)));
       if (consumed == length) break;
     }
     expected.push_back(100);

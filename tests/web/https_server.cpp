@@ -110,7 +110,8 @@ struct HttpsServer::State {
       parser.body_limit(1 << 28);
       co_await http::async_read_header(stream, buffer, parser, use_awaitable);
       if (parser.get()[http::field::expect] == "100-continue")
-        co_await http::async_write(stream, http::response<http::empty_body>(http::status::continue_, 11), use_awaitable);
+        co_await http::async_write(stream, http::response<http::empty_body>(http::status::continue_, 11),
+                                   use_awaitable);
       co_await http::async_read(stream, buffer, parser, use_awaitable);
       record(parser.get());
       open = co_await answer(stream, parser.get());

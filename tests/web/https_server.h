@@ -2,9 +2,9 @@
 // OpenSSL, on a thread of its own, with a certificate made as it starts. It records every request and
 // answers by path:
 //   /status/<n>   status n, body "status <n>"       /redirect   302 to /echo
-//   /slow/<ms>    the echo after <ms> ms             /meet/<n>   answers once n requests have come (10 s at most)
-//   /cut          a Content-Length of 1000, 10 bytes, then the connection closed
-//   anything else 200 with the request's body, or its target when it has none
+//   /slow/<ms>    the echo after <ms> ms             /meet/<n>   answers once n requests have come (10 s at
+//   most) /cut          a Content-Length of 1000, 10 bytes, then the connection closed anything else 200 with
+//   the request's body, or its target when it has none
 
 #ifndef QX_TESTS_HTTPS_SERVER_H
 #define QX_TESTS_HTTPS_SERVER_H

@@ -19,7 +19,7 @@ using Builder = ut::HttpsRequestBuilder;
 using Header = std::pair<std::string, std::string>;
 using Headers = std::vector<Header>;
 
-OdString od(const fs::path& path) { return OdString(path.wstring()); }
+using qxtest::od;
 HttpsServer& server() { return qxtest::trustedServer(); }
 ut::HttpsRequest get(const std::string& path) { return Builder().request(path).build(); }
 
@@ -66,7 +66,8 @@ class HttpsTest : public testing::Test {
 TEST(HttpsRequestTest, KeepsTheCallersStatusCheckAndAThirtySecondLimit) {
   const ut::HttpsRequest put = Builder().put().addIgnoreErrorCheck([](long s) { return s == 404; }).build();
   const ut::HttpsRequest copy = Builder(put).build();
-  EXPECT_TRUE(copy.method == ut::HttpsRequest::ePut && copy.ignoreErrorCheck(404) && !copy.ignoreErrorCheck(500));
+  EXPECT_TRUE(copy.method == ut::HttpsRequest::ePut && copy.ignoreErrorCheck(404) &&
+              !copy.ignoreErrorCheck(500));
   EXPECT_EQ(Builder(put).get().build().method, ut::HttpsRequest::eGet);
   EXPECT_FALSE(ut::HttpsRequest().ignoreErrorCheck(404));
   EXPECT_EQ(ut::HttpsRequest().timeout, 30000);
@@ -99,21 +100,40 @@ TEST_F(HttpsTest, SendsTheMethodBodyAndHeadersInTheirOrder) {
       largeLength{"Content-Length", "2097152"};
   const Row rows[] = {
       {get("/v1/items"), "GET", {any}},
-      {Builder().post().request("/p").body("{}").sendJson(true).authorizeBearer("tok").setAcceptHeader("text/x")
-           .addAdditionalHeader("X-A", "0").addAdditionalHeader("X-B", "2").addAdditionalHeader("X-A", "1").build(),
+      {Builder()
+           .post()
+           .request("/p")
+           .body("{}")
+           .sendJson(true)
+           .authorizeBearer("tok")
+           .setAcceptHeader("text/x")
+           .addAdditionalHeader("X-A", "0")
+           .addAdditionalHeader("X-B", "2")
+           .addAdditionalHeader("X-A", "1")
+           .build(),
        "POST",
-       {{"Content-Type", "application/json"}, {"Authorization", "Bearer tok"}, {"Accept", "text/x"},
-        {"X-A", "1"}, {"X-B", "2"}, {"Content-Length", "2"}}},
-      {Builder().put().request("/p").addAdditionalHeader("X-A", "1").build(), "PUT",
+       {{"Content-Type", "application/json"},
+        {"Authorization", "Bearer tok"},
+        {"Accept", "text/x"},
+        {"X-A", "1"},
+        {"X-B", "2"},
+        {"Content-Length", "2"}}},
+      {Builder().put().request("/p").addAdditionalHeader("X-A", "1").build(),
+       "PUT",
        {any, {"X-A", "1"}, {"Content-length", "0"}}},
-      {Builder().put().request("/p").authorizeCredentials("u", "p").build(), "PUT", {{"Authorization", "Basic dTpw"}, any}},
+      {Builder().put().request("/p").authorizeCredentials("u", "p").build(),
+       "PUT",
+       {{"Authorization", "Basic dTpw"}, any}},
       {unnamed, "POST", {any, {"Content-Length", "3"}, form}},
-      {Builder().post().request("/p").body(large).build(), "POST", {any, largeLength, form, {"Expect", "100-continue"}}},
+      {Builder().post().request("/p").body(large).build(),
+       "POST",
+       {any, largeLength, form, {"Expect", "100-continue"}}},
       {Builder().post().request("/p").body(large).setExpect(false).build(), "POST", {any, largeLength, form}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message() << "row " << &row - rows);
-    EXPECT_EQ(m_service.execute(row.request).body, row.request.body.empty() ? row.request.request : row.request.body);
+    EXPECT_EQ(m_service.execute(row.request).body,
+              row.request.body.empty() ? row.request.request : row.request.body);
     EXPECT_EQ(server().received().back().method, row.method);
     EXPECT_EQ(lastHeaders(), row.headers);
   }
@@ -155,7 +175,8 @@ TEST_F(HttpsTest, SendsTheBodyPartAndEveryFurtherPartOfAMultipartRequest) {
   const ut::HttpsRequest::MultiPartData content{"note", "note.txt", "inline bytes", 1};
   (void)m_service.execute(Builder().post().request("/up").mimeBodyData("meta").body("{}").sendJson(true)
                               .mimeMultiPart(content).sendModelData({file, content}).build());
-  const std::pair<std::string, std::string> note = {R"(name="note"; filename="note.txt"(\r\n.*)?)", "inline bytes"};
+  const std::pair<std::string, std::string> note = {R"(name="note"; filename="note.txt"(\r\n.*)?)",
+                                                    "inline bytes"};
   EXPECT_TRUE(lastPartsAre({{R"(name="meta"\r\nContent-Type: application/json)", R"(\{\})"},
                             {R"(name="drawing"; filename="site.dwg"(\r\n.*)?)", "file bytes"}, note}));
   (void)m_service.execute(Builder().post().request("/up").mimeMultiPart(content).build());
@@ -173,7 +194,8 @@ TEST_F(HttpsTest, FailsClearlyAndLeavesNothingBehindForTheNextRequest) {
     ut::HttpsService::Progress progress = {};
   };
   const Row rows[] = {
-      {get("https://" + untrusted.domain() + "/"), "error: SSL peer certificate or SSH remote key was not OK"},
+      {get("https://" + untrusted.domain() + "/"),
+       "error: SSL peer certificate or SSH remote key was not OK"},
       {Builder().request("https://" + untrusted.domain() + "/").verifySSLCertificate(false).build(), "ok"},
       {get("https://nothing.invalid/"), "network 6"},
       {Builder().request("/slow/3000").timeout(100).build(), "error: Timeout was reached"},
@@ -181,7 +203,8 @@ TEST_F(HttpsTest, FailsClearlyAndLeavesNothingBehindForTheNextRequest) {
       {get("/cut"), "error: Transferred a partial file"},
       {Builder().post().request("/up").mimeMultiPart({"f", "f", "/no/such/file", 0}).build(),
        "error: Failed to open/read local data from file/application"},
-      {Builder().post().request("/status/500").body("b").authorizeCredentials("u", "p").build(), "response 500"},
+      {Builder().post().request("/status/500").body("b").authorizeCredentials("u", "p").build(),
+       "response 500"},
       {Builder().put().request("/up").mimeBodyData("m").body("{}").authorizeBearer("t").build(), "ok"},
   };
   for (const Row& row : rows) {
@@ -213,7 +236,9 @@ TEST_F(HttpsTest, LogsToAFileOfItsOwnerOnlyWithoutOverwritingOlderLogs) {
   (void)m_service.execute(get("/"));
   EXPECT_TRUE(!m_service.getLoggingFilePath() && qxtest::fileBytes(numbered(2)) == logged);
   // With every numbered name taken, the one made first is reused: here ".5", made before the others.
-  const auto madeAt = [](const fs::path& name) { return ut::platform::fileCreationTimeNs(od(name)).value_or(0); };
+  const auto madeAt = [](const fs::path& name) {
+    return ut::platform::fileCreationTimeNs(od(name)).value_or(0);
+  };
   std::ofstream(numbered(5)) << "oldest";
   for (int i = 0; i <= 10; ++i) {
     while (i != 5 && madeAt(numbered(i)) <= madeAt(numbered(5))) {  // until the coarse clock moves on
@@ -251,7 +276,8 @@ TEST_F(HttpsTest, IndependentServicesRunAtOnce) {
   std::vector<std::thread> threads;
   std::atomic<int> met{0};
   for (int t = 0; t < kServices; ++t)
-    threads.emplace_back([&] { met += ut::HttpsService(server().domain()).execute(get("/meet/4")).status == 200; });
+    threads.emplace_back(
+        [&] { met += ut::HttpsService(server().domain()).execute(get("/meet/4")).status == 200; });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(met, kServices);
 }
