@@ -31,22 +31,24 @@ OdString wide(const std::string& path) { return OdString(std::filesystem::path(p
 // A parts list as a CAD program exports it: number, code, name, a description that is often quoted
 // (commas, inch marks, now and then a diameter sign), material, quantity, price, layer and date.
 void writeInput() {
-  static const char* const kNames[] = {"Bolt", "Hex nut", "Washer", "Bracket", "Beam IPE 200", "Plate",
-                                       "Anchor", "Pipe", "Flange", "Grüner Stahlträger"};
-  static const char* const kDescriptions[] = {
-      "\"Hex bolt, zinc plated, 12\"\" long\"", "\"Steel, S235JR, hot-dip galvanised\"",
-      "Standard part from catalogue",           "\"Ø 48,3 x 3,2 mm, welded\"",
-      "See drawing A-104 sheet 2",              "\"Left, right and centre variants\""};
+  static const char* const kNames[] = {"Bolt",  "Hex nut", "Washer", "Bracket", "Beam IPE 200",
+                                       "Plate", "Anchor",  "Pipe",   "Flange",  "Grüner Stahlträger"};
+  static const char* const kDescriptions[] = {"\"Hex bolt, zinc plated, 12\"\" long\"",
+                                              "\"Steel, S235JR, hot-dip galvanised\"",
+                                              "Standard part from catalogue",
+                                              "\"Ø 48,3 x 3,2 mm, welded\"",
+                                              "See drawing A-104 sheet 2",
+                                              "\"Left, right and centre variants\""};
   static const char* const kMaterials[] = {"S235JR", "S355J2", "AlMg3", "PE-HD", "1.4301", "C45"};
   static const char* const kLayers[] = {"A-WALL", "S-BEAM", "M-PIPE", "E-LITE", "0"};
   std::mt19937 random(11);
   std::FILE* out = std::fopen(inputPath().c_str(), "w");
   for (int row = 0; row < kRows; ++row) {
     std::fprintf(out, "%d,PRT-%06u,%s,%s,%s,%u,%u.%03u,%s-%02u,2024-%02u-%02u\n", row + 1,
-                 static_cast<unsigned>(random() % 1000000), kNames[random() % 10], kDescriptions[random() % 6],
-                 kMaterials[random() % 6],
-                 static_cast<unsigned>(random() % 500), static_cast<unsigned>(random() % 10000),
-                 static_cast<unsigned>(random() % 1000), kLayers[random() % 5], static_cast<unsigned>(random() % 100),
+                 static_cast<unsigned>(random() % 1000000), kNames[random() % 10],
+                 kDescriptions[random() % 6], kMaterials[random() % 6], static_cast<unsigned>(random() % 500),
+                 static_cast<unsigned>(random() % 10000), static_cast<unsigned>(random() % 1000),
+                 kLayers[random() % 5], static_cast<unsigned>(random() % 100),
                  static_cast<unsigned>(1 + random() % 12), static_cast<unsigned>(1 + random() % 28));
   }
   std::fclose(out);

@@ -18,7 +18,7 @@ constexpr int kParts = 8000;
 
 const ut::JsonValue& catalogue() {
   static const ut::JsonValue parsed = [] {
-    static const char* const kNames[] = {"Hex bolt M12 x 40", "Washer DIN 125", "Flange DN 80 PN 16",
+    static const char* const kNames[] = {"Hex bolt M12 x 40",    "Washer DIN 125",     "Flange DN 80 PN 16",
                                          "Beam IPE 200, S235JR", "Grüner Stahlträger", "Anchor plate 300"};
     std::mt19937 random(5);
     ut::JsonValue parts = ut::JsonValue::array();
@@ -56,7 +56,8 @@ template <class Key>
 struct Keys {
   Key id, name, price, weight, inStock, dimensions, width;
 };
-const Keys<const wchar_t*> kLiterals{L"id", L"name", L"price", L"weight", L"inStock", L"dimensions", L"width"};
+const Keys<const wchar_t*> kLiterals{L"id",      L"name",       L"price", L"weight",
+                                     L"inStock", L"dimensions", L"width"};
 const Keys<OdString> kHeld{L"id", L"name", L"price", L"weight", L"inStock", L"dimensions", L"width"};
 
 template <class Key>
@@ -89,7 +90,8 @@ void BM_TryGet(benchmark::State& state, const Keys<Key>& keys) {
       benchmark::DoNotOptimize(ut::tryGetDoubleValue(part, keys.price));
       benchmark::DoNotOptimize(ut::tryGetDoubleValue(part, keys.weight));
       benchmark::DoNotOptimize(ut::tryGetBoolValue(part, keys.inStock));
-      benchmark::DoNotOptimize(ut::tryGetDoubleValue(*ut::tryGetObjectValue(part, keys.dimensions), keys.width));
+      benchmark::DoNotOptimize(
+          ut::tryGetDoubleValue(*ut::tryGetObjectValue(part, keys.dimensions), keys.width));
     }
   }
   setItems(state);

@@ -42,7 +42,8 @@ const std::vector<OdString>& names() {
 }
 
 wxString fileKey(const OdString& name) {
-  return wxString(ut::Config::keyPath(ut::eCfgConfig, ut::eCfgPathConfig).c_str()).Prepend("/") + name.c_str();
+  return wxString(ut::Config::keyPath(ut::eCfgConfig, ut::eCfgPathConfig).c_str()).Prepend("/") +
+         name.c_str();
 }
 
 void prepare() {
@@ -51,7 +52,8 @@ void prepare() {
   prepared = true;
   workDir();
   ut::initConfig(nullptr);
-  for (size_t i = 0; i < names().size(); ++i) ut::Config::writeLong(ut::eCfgConfig, names()[i], static_cast<long>(i));
+  for (size_t i = 0; i < names().size(); ++i)
+    ut::Config::writeLong(ut::eCfgConfig, names()[i], static_cast<long>(i));
   ut::Config::flush();
   wxFileConfig file(wxEmptyString, wxEmptyString, (workDir() / "config").wstring(), wxEmptyString,
                     wxCONFIG_USE_LOCAL_FILE);

@@ -35,15 +35,18 @@ std::string textOf(std::initializer_list<const char*> pieces, size_t size) {
 }
 
 const std::string& asciiText() {
-  static const std::string text = textOf({"line", "layer", "0.25", "Walls", "BLOCK", "x=12,y=7"}, kValidationBytes);
+  static const std::string text =
+      textOf({"line", "layer", "0.25", "Walls", "BLOCK", "x=12,y=7"}, kValidationBytes);
   return text;
 }
 
 const std::string& mixedText() {
-  static const std::string text =
-      textOf({"line", "\xD1\x81\xD0\xBB\xD0\xBE\xD0\xB9", "\xE5\x9B\xB3\xE9\x9D\xA2", "0.25",
-              "\xF0\x9F\x93\x90", "Stra\xC3\x9F" "e", "walls"},
-             kValidationBytes);
+  static const std::string text = textOf(
+      {"line", "\xD1\x81\xD0\xBB\xD0\xBE\xD0\xB9", "\xE5\x9B\xB3\xE9\x9D\xA2", "0.25", "\xF0\x9F\x93\x90",
+       "Stra\xC3\x9F"
+       "e",
+       "walls"},
+      kValidationBytes);
   return text;
 }
 
@@ -65,8 +68,8 @@ void BM_ReferenceValidateMixed(benchmark::State& state) { validate(state, mixedT
 const std::string& textFile() {
   static const std::string path = [] {
     const std::string file = (qxbench::workDir() / "text.txt").string();
-    std::ofstream(file, std::ios::binary)
-        << textOf({"line", "\xD1\x81\xD0\xBB\xD0\xBE\xD0\xB9", "0.25", "Walls", "BLOCK", "\xE5\x9B\xB3"}, kFileBytes);
+    std::ofstream(file, std::ios::binary) << textOf(
+        {"line", "\xD1\x81\xD0\xBB\xD0\xBE\xD0\xB9", "0.25", "Walls", "BLOCK", "\xE5\x9B\xB3"}, kFileBytes);
     return file;
   }();
   return path;

@@ -143,15 +143,16 @@ void BM_PythonZipfileWrite(benchmark::State& state) {
 void BM_InfoZipZip(benchmark::State& state) {
   measure(state, [] {
     const fs::path zip = workDir() / "infozip.zip";
-    const double seconds =
-        runCommand("cd '" + tree().parent_path().string() + "' && zip -q -r -6 '" + zip.string() + "' project", false);
+    const double seconds = runCommand(
+        "cd '" + tree().parent_path().string() + "' && zip -q -r -6 '" + zip.string() + "' project", false);
     fs::remove(zip);
     return seconds;
   });
 }
 
 void BM_UnzipFolder(benchmark::State& state) {
-  measure(state, [] { return timed([] { return ut::unzipFolder(od(archive()), od(freshFolder("ours"))); }); });
+  measure(state,
+          [] { return timed([] { return ut::unzipFolder(od(archive()), od(freshFolder("ours"))); }); });
 }
 
 void BM_PythonZipfileExtract(benchmark::State& state) {
@@ -160,7 +161,8 @@ void BM_PythonZipfileExtract(benchmark::State& state) {
 
 void BM_InfoZipUnzip(benchmark::State& state) {
   measure(state, [] {
-    return runCommand("unzip -q '" + archive().string() + "' -d '" + freshFolder("infozip").string() + "'", false);
+    return runCommand("unzip -q '" + archive().string() + "' -d '" + freshFolder("infozip").string() + "'",
+                      false);
   });
 }
 

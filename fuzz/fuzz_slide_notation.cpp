@@ -1,5 +1,5 @@
-// Slide notations, "library(slide)", from arbitrary text: a slide found is the text between the last '(' and the
-// last ')', and the name is a prefix of the notation.
+// Slide notations, "library(slide)", from arbitrary text: a slide found is the text between the last '(' and
+// the last ')', and the name is a prefix of the notation.
 
 #include "fuzz_wide_text.h"
 #include "ut_string.h"

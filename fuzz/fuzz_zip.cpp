@@ -45,7 +45,8 @@ void checkNothingOutside() {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  wxSetAssertHandler([](const wxString&, int, const wxString&, const wxString&, const wxString&) { std::abort(); });
+  wxSetAssertHandler(
+      [](const wxString&, int, const wxString&, const wxString&, const wxString&) { std::abort(); });
   std::string pattern = (fs::temp_directory_path() / "fuzz_zip_XXXXXX").string();
   g_scratch = mkdtemp(pattern.data());
   g_target = g_scratch / "a" / "b" / "c" / "target";

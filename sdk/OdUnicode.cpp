@@ -126,8 +126,9 @@ struct CaseRange {
 template <size_t N>
 wchar_t mapped(const CaseRange (&ranges)[N], wchar_t wc) {
   const auto c = static_cast<char32_t>(wc);
-  const auto after = std::upper_bound(std::begin(ranges), std::end(ranges), c,
-                                      [](char32_t value, const CaseRange& range) { return value < range.first; });
+  const auto after =
+      std::upper_bound(std::begin(ranges), std::end(ranges), c,
+                       [](char32_t value, const CaseRange& range) { return value < range.first; });
   if (after == std::begin(ranges)) return wc;
   const CaseRange& range = *std::prev(after);
   if (c > range.last || (c - range.first) % range.step != 0) return wc;

@@ -36,9 +36,13 @@ bool ConfigBase::read(const OdString& path, bool& value) const {
   return true;
 }
 
-bool ConfigBase::read(const OdString& path, long& value) const { return m_impl->area.readNumber(path, value); }
+bool ConfigBase::read(const OdString& path, long& value) const {
+  return m_impl->area.readNumber(path, value);
+}
 
-bool ConfigBase::read(const OdString& path, OdString& value) const { return m_impl->area.readText(path, value); }
+bool ConfigBase::read(const OdString& path, OdString& value) const {
+  return m_impl->area.readText(path, value);
+}
 
 bool ConfigBase::writeBool(const OdString& path, bool value) { return writeLong(path, value ? 1 : 0); }
 

@@ -1,6 +1,7 @@
 // Who the configuration belongs to, and which build is running: the company and the product whose names
-// its keys and folders carry, and the version that logs and crash reports name, kept in one place. The host may rename them (Config::setRegCompany, Config::setRegProduct);
-// the registry's own files keep the default company's folder whatever it does.
+// its keys and folders carry, and the version that logs and crash reports name, kept in one place. The host
+// may rename them (Config::setRegCompany, Config::setRegProduct); the registry's own files keep the default
+// company's folder whatever it does.
 //
 // Thread safety: every function may be called from any thread.
 

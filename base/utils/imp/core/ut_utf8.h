@@ -35,7 +35,8 @@ class Utf8Validator {
 
 inline bool isValidUtf8(std::string_view bytes) {
   Utf8Validator validator;
-  return validator.feed(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()) && validator.finish();
+  return validator.feed(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()) &&
+         validator.finish();
 }
 
 }  // namespace ut::internal

@@ -1,7 +1,7 @@
 #include "ut_search_path.h"
 
-#include "platform/files.h"
 #include "core/ut_nocase.h"
+#include "platform/files.h"
 #include "ut_string.h"
 
 #include <algorithm>
@@ -16,8 +16,9 @@ constexpr int kUnlimitedLength = 0x7FFF;
 bool contains(const OdString& path, const OdString& folder) {
   OdArray<OdString> elements;
   splitSearchPath(elements, path);
-  return std::any_of(elements.begin(), elements.end(),
-                     [&](const OdString& element) { return internal::equalNoCase(element.view(), folder.view()); });
+  return std::any_of(elements.begin(), elements.end(), [&](const OdString& element) {
+    return internal::equalNoCase(element.view(), folder.view());
+  });
 }
 
 // The form in which two elements are duplicates: no trailing separators, lower case.

@@ -12,7 +12,8 @@ namespace ut::internal {
 
 namespace {
 
-constexpr uint32_t kCentral = 0x02014b50, kEnd = 0x06054b50, kZip64End = 0x06064b50, kZip64Locator = 0x07064b50;
+constexpr uint32_t kCentral = 0x02014b50, kEnd = 0x06054b50, kZip64End = 0x06064b50,
+                   kZip64Locator = 0x07064b50;
 constexpr size_t kCentralSize = 46, kEndSize = 22, kLocatorSize = 20, kZip64EndSize = 56;
 constexpr uint32_t kTypeMask = 0170000, kLinkType = 0120000;
 
@@ -43,16 +44,17 @@ wxFileOffset findDirectory(wxInputStream& in, wxFileOffset end) {
   unsigned char record[kZip64EndSize];
   if (!readAt(in, end, record, kEndSize)) return -1;
   uint64_t entries = le16(record + 10), size = le32(record + 12), offset = le32(record + 16);
-  if (end >= static_cast<wxFileOffset>(kLocatorSize) && readAt(in, end - kLocatorSize, record, kLocatorSize) &&
-      le32(record) == kZip64Locator) {
-    if (!readAt(in, static_cast<wxFileOffset>(le64(record + 8)), record, kZip64EndSize) || le32(record) != kZip64End)
+  if (end >= static_cast<wxFileOffset>(kLocatorSize) &&
+      readAt(in, end - kLocatorSize, record, kLocatorSize) && le32(record) == kZip64Locator) {
+    if (!readAt(in, static_cast<wxFileOffset>(le64(record + 8)), record, kZip64EndSize) ||
+        le32(record) != kZip64End)
       return -1;
     entries = le64(record + 32), size = le64(record + 40), offset = le64(record + 48);
   }
   const uint32_t first = entries ? kCentral : kEnd;
   for (const uint64_t candidate : {offset, static_cast<uint64_t>(end) - size}) {
-    if (candidate <= static_cast<uint64_t>(end) && readAt(in, static_cast<wxFileOffset>(candidate), record, 4) &&
-        le32(record) == first)
+    if (candidate <= static_cast<uint64_t>(end) &&
+        readAt(in, static_cast<wxFileOffset>(candidate), record, 4) && le32(record) == first)
       return static_cast<wxFileOffset>(candidate);
   }
   return -1;

@@ -138,10 +138,15 @@ std::string writeWhole(const OdString& path, const std::string& bytes, int64_t t
 // directory.
 struct ArchiveReader {
   explicit ArchiveReader(const OdString& path)
-      : path(path), file(std::make_unique<wxFFileInputStream>(toWx(path))), stream(*file), zip(stream, conv) {}
+      : path(path),
+        file(std::make_unique<wxFFileInputStream>(toWx(path))),
+        stream(*file),
+        zip(stream, conv) {}
   explicit ArchiveReader(wxInputStream& stream) : stream(stream), zip(stream, conv) {}
 
-  std::string name() const { return path.isEmpty() ? std::string("the archive stream") : "the archive " + quoted(path); }
+  std::string name() const {
+    return path.isEmpty() ? std::string("the archive stream") : "the archive " + quoted(path);
+  }
 
   // Reads every entry; false (reported under `operation`) when the archive cannot be read.
   bool readEntries(const char* operation) {
@@ -165,7 +170,8 @@ struct ArchiveReader {
       if (why.empty() && (stored[i].name.starts_with('/') || stored[i].name.starts_with('\\')))
         why = "has an absolute name";
       if (!why.empty())
-        return report(operation, "Refused " + name() + ": its entry \"" + utf8(entries[i]->GetName(wxPATH_UNIX)) + "\" " + why);
+        return report(operation, "Refused " + name() + ": its entry \"" +
+                                     utf8(entries[i]->GetName(wxPATH_UNIX)) + "\" " + why);
     }
     return true;
   }
@@ -229,7 +235,8 @@ class Extractor {
     return report(m_operation, "Cannot extract " + quoted(path) + ": " + why);
   }
 
-  OdString pathOf(const std::vector<wxString>& parts, size_t count = std::numeric_limits<size_t>::max()) const {
+  OdString pathOf(const std::vector<wxString>& parts,
+                  size_t count = std::numeric_limits<size_t>::max()) const {
     OdString path = m_root;
     for (size_t i = 0; i < parts.size() && i < count; ++i) (path += wxFILE_SEP_PATH) += fromWx(parts[i]);
     return path;
@@ -264,8 +271,8 @@ class Extractor {
     if (m_pending.count(path.str())) finish();
     m_pending.insert(path.str());
     m_writes.emplace_back(path, m_pool->submit([path, bytes = std::move(content.bytes), time] {
-                            return writeWhole(path, bytes, time);
-                          }));
+      return writeWhole(path, bytes, time);
+    }));
     return true;
   }
 
@@ -314,7 +321,8 @@ std::unique_ptr<ArchiveReader> openArchive(const OdString& zipPath, const char* 
   return reader->readEntries(operation) ? std::move(reader) : nullptr;
 }
 
-bool extractEntries(ArchiveReader& reader, const OdString& root, size_t begin, size_t end, const char* operation) {
+bool extractEntries(ArchiveReader& reader, const OdString& root, size_t begin, size_t end,
+                    const char* operation) {
   Extractor extractor(root, operation);
   bool ok = true;
   for (size_t i = begin; i < end && i < reader.entries.size(); ++i) {
@@ -415,8 +423,11 @@ bool unzipFolder(wxInputStream& stream, const OdString& folder) {
   while (std::unique_ptr<wxZipEntry> entry{zip.GetNextEntry()}) {
     std::vector<wxString> parts;
     const std::string why = internal::unsafeName(*entry, parts);
-    if (why.empty()) ok &= extractor.extract(zip, *entry, parts);
-    else ok = report(operation, "Skipped the entry \"" + internal::utf8(entry->GetName(wxPATH_UNIX)) + "\": it " + why);
+    if (why.empty())
+      ok &= extractor.extract(zip, *entry, parts);
+    else
+      ok = report(operation,
+                  "Skipped the entry \"" + internal::utf8(entry->GetName(wxPATH_UNIX)) + "\": it " + why);
   }
   if (zip.GetLastError() != wxSTREAM_EOF) ok = report(operation, "Damaged: the archive stream");
   return extractor.finish() && ok;

@@ -38,7 +38,9 @@ using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 // One zlib deflater per worker thread, reset for every piece.
 class Deflater {
  public:
-  Deflater() { m_ready = deflateInit2(&m_stream, kZipLevel, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK; }
+  Deflater() {
+    m_ready = deflateInit2(&m_stream, kZipLevel, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK;
+  }
   ~Deflater() {
     if (m_ready) deflateEnd(&m_stream);
   }
@@ -48,8 +50,9 @@ class Deflater {
   // `raw` deflated after `dictionary`, ending the stream when `last`, else at a byte boundary.
   bool deflate(const std::string& dictionary, const std::string& raw, bool last, std::string& packed) {
     if (!m_ready || deflateReset(&m_stream) != Z_OK) return false;
-    if (!dictionary.empty() && deflateSetDictionary(&m_stream, reinterpret_cast<const Bytef*>(dictionary.data()),
-                                                    static_cast<uInt>(dictionary.size())) != Z_OK)
+    if (!dictionary.empty() &&
+        deflateSetDictionary(&m_stream, reinterpret_cast<const Bytef*>(dictionary.data()),
+                             static_cast<uInt>(dictionary.size())) != Z_OK)
       return false;
     packed.resize(deflateBound(&m_stream, raw.size()) + 16);
     m_stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(raw.data()));
@@ -87,7 +90,8 @@ Piece deflatePiece(const std::string& file, uint64_t offset, uint64_t length, bo
   if (!in) {
     piece.error = platform::lastErrorText();
   } else if (std::fseek(in.get(), static_cast<long>(start), SEEK_SET) != 0 ||
-             !readExactly(in.get(), dictionary, offset - start) || !readExactly(in.get(), piece.raw, length)) {
+             !readExactly(in.get(), dictionary, offset - start) ||
+             !readExactly(in.get(), piece.raw, length)) {
     piece.error = std::ferror(in.get()) ? platform::lastErrorText() : "it became shorter while it was read";
   } else if (!deflater.deflate(dictionary, piece.raw, last, piece.packed)) {
     piece.error = "zlib could not deflate it";
@@ -115,8 +119,8 @@ class PieceQueue {
 
  private:
   void fill() {
-    while (m_item < m_items.size() && (m_pending.empty() || (m_pending.size() < kAheadPieces &&
-                                                             m_aheadBytes < kAheadBytes))) {
+    while (m_item < m_items.size() &&
+           (m_pending.empty() || (m_pending.size() < kAheadPieces && m_aheadBytes < kAheadBytes))) {
       const ZipItem& item = m_items[m_item];
       if (m_piece == pieceCount(item)) {
         ++m_item;
@@ -126,8 +130,8 @@ class PieceQueue {
       const uint64_t offset = m_piece * kPiece, length = std::min(kPiece, item.size - offset);
       const bool last = ++m_piece == pieceCount(item);
       m_pending.emplace_back(m_pool.submit([&item, offset, length, last] {
-                               return deflatePiece(item.source, offset, length, last);
-                             }),
+        return deflatePiece(item.source, offset, length, last);
+      }),
                              length);
       m_aheadBytes += length;
     }
@@ -138,7 +142,8 @@ class PieceQueue {
   uint64_t m_piece = 0;
   std::deque<std::pair<std::future<Piece>, uint64_t>> m_pending;
   uint64_t m_aheadBytes = 0;
-  WorkerPool m_pool;  // last: destroyed first, it lets the submitted pieces end before the queue they read goes
+  WorkerPool
+      m_pool;  // last: destroyed first, it lets the submitted pieces end before the queue they read goes
 };
 
 // Stands where wxWidgets expects an entry's compressor: takes the entry's bytes, which wxWidgets has
@@ -170,7 +175,8 @@ class PackedSink : public wxOutputStream {
  private:
   void drain() {
     for (const std::string& piece : m_pieces) {
-      if (m_target->Write(piece.data(), piece.size()).LastWrite() != piece.size()) m_lasterror = wxSTREAM_WRITE_ERROR;
+      if (m_target->Write(piece.data(), piece.size()).LastWrite() != piece.size())
+        m_lasterror = wxSTREAM_WRITE_ERROR;
     }
     m_pieces.clear();
   }

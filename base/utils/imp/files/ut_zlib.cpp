@@ -118,7 +118,8 @@ int ZlibEngine::run(const wchar_t* inputPath, const wchar_t* outputPath, int lev
   if (m_run->initialised && !m_run->deflating) inflateEnd(&stream);
   m_run->input.reset();
   // Closing writes what the file's buffer still holds; a failure there is a failed write.
-  if (m_run->output && std::fclose(m_run->output.release()) != 0 && m_lastResult >= Z_OK) m_lastResult = Z_ERRNO;
+  if (m_run->output && std::fclose(m_run->output.release()) != 0 && m_lastResult >= Z_OK)
+    m_lastResult = Z_ERRNO;
   const bool aborted = m_abort;
   if (aborted) {
     status(L"User Abort");

@@ -2,7 +2,8 @@
 // file, when a file was made, the means to keep the library's own files (the configuration file, the
 // registry hives) safe from other accounts and from each other's writers, the file systems mounted over a
 // network, and what walking, extracting and replacing files needs: kinds of files, directory listings,
-// file times, files put in place whole. The POSIX backend is posix/files.cpp, posix/mounts.cpp and posix/files_tree.cpp.
+// file times, files put in place whole. The POSIX backend is posix/files.cpp, posix/mounts.cpp and
+// posix/files_tree.cpp.
 
 #ifndef QX_FILE_PLATFORM_H
 #define QX_FILE_PLATFORM_H

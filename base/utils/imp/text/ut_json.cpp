@@ -17,7 +17,8 @@ bool utf8Key(const OdString& key, std::string& bytes) {
   const std::wstring_view wide = key.view();
   char ascii[16];
   size_t narrowed = 0;
-  for (; narrowed < wide.size() && narrowed < sizeof ascii && static_cast<uint32_t>(wide[narrowed]) < 0x80; ++narrowed)
+  for (; narrowed < wide.size() && narrowed < sizeof ascii && static_cast<uint32_t>(wide[narrowed]) < 0x80;
+       ++narrowed)
     ascii[narrowed] = static_cast<char>(wide[narrowed]);
   if (narrowed == wide.size()) {
     bytes.assign(ascii, narrowed);
@@ -82,15 +83,23 @@ OdString fromUtf8(const std::string& bytes) {
 Value_type valueType(const JsonValue& value) {
   using Kind = JsonValue::value_t;
   switch (value.type()) {
-    case Kind::object: return obj_type;
-    case Kind::array: return array_type;
-    case Kind::string: return str_type;
-    case Kind::boolean: return bool_type;
+    case Kind::object:
+      return obj_type;
+    case Kind::array:
+      return array_type;
+    case Kind::string:
+      return str_type;
+    case Kind::boolean:
+      return bool_type;
     case Kind::number_integer:
-    case Kind::number_unsigned: return int_type;
-    case Kind::number_float: return real_type;
-    case Kind::null: return null_type;
-    default: return static_cast<Value_type>(null_type + 1);
+    case Kind::number_unsigned:
+      return int_type;
+    case Kind::number_float:
+      return real_type;
+    case Kind::null:
+      return null_type;
+    default:
+      return static_cast<Value_type>(null_type + 1);
   }
 }
 
@@ -153,7 +162,8 @@ std::optional<bool> tryGetBoolValue(const JsonObject& object, const OdString& ke
 }
 
 std::optional<int> tryGetIntValue(const JsonObject& object, const OdString& key) {
-  if (const std::optional<int64_t> value = tryGetNumber<int64_t>(object, key)) return static_cast<int>(*value);
+  if (const std::optional<int64_t> value = tryGetNumber<int64_t>(object, key))
+    return static_cast<int>(*value);
   return std::nullopt;
 }
 
@@ -170,7 +180,8 @@ std::optional<double> tryGetDoubleValue(const JsonObject& object, const OdString
 }
 
 std::optional<OdString> tryGetStringValue(const JsonObject& object, const OdString& key) {
-  if (const JsonValue* value = findOfKind<str_type>(object, key)) return fromUtf8(value->get_ref<const std::string&>());
+  if (const JsonValue* value = findOfKind<str_type>(object, key))
+    return fromUtf8(value->get_ref<const std::string&>());
   return std::nullopt;
 }
 

@@ -68,7 +68,8 @@ int callProgress(void* progress, curl_off_t downloadTotal, curl_off_t downloaded
 }
 
 std::string urlOf(const HttpsRequest& request, const std::string& domain) {
-  if (request.request.find("https://") != std::string::npos || request.request.find("http://") != std::string::npos)
+  if (request.request.find("https://") != std::string::npos ||
+      request.request.find("http://") != std::string::npos)
     return request.request;
   return (request.https ? "https://" : "http://") + domain + request.request;
 }

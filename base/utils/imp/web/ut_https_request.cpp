@@ -15,9 +15,9 @@ OdString fromUtf8(const std::string& bytes) { return OdString(OdAnsiString(bytes
 
 // The characters percentEncode escapes with their codes: "%" first, so that no code is escaped again.
 constexpr std::pair<const wchar_t*, const wchar_t*> kPercentCodes[] = {
-    {L"%", L"%25"},  {L"\"", L"%22"}, {L"*", L"%2A"}, {L",", L"%2C"}, {L"/", L"%2F"},
-    {L":", L"%3A"},  {L";", L"%3B"},  {L"<", L"%3C"}, {L"=", L"%3D"}, {L">", L"%3E"},
-    {L"?", L"%3F"},  {L"\\", L"%5C"}, {L"`", L"%60"}, {L"|", L"%7C"},
+    {L"%", L"%25"}, {L"\"", L"%22"}, {L"*", L"%2A"}, {L",", L"%2C"}, {L"/", L"%2F"},
+    {L":", L"%3A"}, {L";", L"%3B"},  {L"<", L"%3C"}, {L"=", L"%3D"}, {L">", L"%3E"},
+    {L"?", L"%3F"}, {L"\\", L"%5C"}, {L"`", L"%60"}, {L"|", L"%7C"},
 };
 
 }  // namespace
@@ -44,13 +44,17 @@ HttpsRequestBuilder& HttpsRequestBuilder::request(std::string request) {
   return set(&HttpsRequest::request, std::move(request));
 }
 
-HttpsRequestBuilder& HttpsRequestBuilder::body(std::string body) { return set(&HttpsRequest::body, std::move(body)); }
+HttpsRequestBuilder& HttpsRequestBuilder::body(std::string body) {
+  return set(&HttpsRequest::body, std::move(body));
+}
 
 HttpsRequestBuilder& HttpsRequestBuilder::timeout(long milliseconds) {
   return set(&HttpsRequest::timeout, milliseconds);
 }
 
-HttpsRequestBuilder& HttpsRequestBuilder::sendJson(bool sendJson) { return set(&HttpsRequest::sendJson, sendJson); }
+HttpsRequestBuilder& HttpsRequestBuilder::sendJson(bool sendJson) {
+  return set(&HttpsRequest::sendJson, sendJson);
+}
 
 HttpsRequestBuilder& HttpsRequestBuilder::setAcceptHeader(const std::string& accept) {
   return set(&HttpsRequest::acceptHeader, accept);
@@ -70,12 +74,14 @@ HttpsRequestBuilder& HttpsRequestBuilder::authorizeBearer(const std::string& tok
   return set(&HttpsRequest::bearerToken, token);
 }
 
-HttpsRequestBuilder& HttpsRequestBuilder::authorizeCredentials(const std::string& user, const std::string& password) {
+HttpsRequestBuilder& HttpsRequestBuilder::authorizeCredentials(const std::string& user,
+                                                               const std::string& password) {
   set(&HttpsRequest::userName, user);
   return set(&HttpsRequest::password, password);
 }
 
-HttpsRequestBuilder& HttpsRequestBuilder::addAdditionalHeader(const std::string& key, const std::string& value) {
+HttpsRequestBuilder& HttpsRequestBuilder::addAdditionalHeader(const std::string& key,
+                                                              const std::string& value) {
   m_request.additionalHeaders[key] = value;
   return *this;
 }
@@ -94,13 +100,18 @@ HttpsRequestBuilder& HttpsRequestBuilder::mimeMultiPart(const HttpsRequest::Mult
   return set(&HttpsRequest::isMultiPart, true);
 }
 
-HttpsRequestBuilder& HttpsRequestBuilder::sendModelData(const std::vector<HttpsRequest::MultiPartData>& parts) {
+HttpsRequestBuilder& HttpsRequestBuilder::sendModelData(
+    const std::vector<HttpsRequest::MultiPartData>& parts) {
   m_request.multiParts = parts;
   return set(&HttpsRequest::isMultiPart, true);
 }
 
-HttpsRequestBuilder& HttpsRequestBuilder::forbidReuse(bool forbid) { return set(&HttpsRequest::forbidReuse, forbid); }
-HttpsRequestBuilder& HttpsRequestBuilder::setExpect(bool expect) { return set(&HttpsRequest::setExpect, expect); }
+HttpsRequestBuilder& HttpsRequestBuilder::forbidReuse(bool forbid) {
+  return set(&HttpsRequest::forbidReuse, forbid);
+}
+HttpsRequestBuilder& HttpsRequestBuilder::setExpect(bool expect) {
+  return set(&HttpsRequest::setExpect, expect);
+}
 
 OdString percentEncode(const OdString& text) {
   if (text.findOneOf(L"\"%*,/:;<=>?\\`|") < 0) return text;
@@ -113,7 +124,8 @@ OdString percentDecode(const OdString& text) {
   if (text.find(L'%') < 0) return text;
   // "%25" last of all, so that a decoded "%" never starts another code.
   OdString decoded = text;
-  for (size_t i = 1; i < std::size(kPercentCodes); ++i) decoded.replace(kPercentCodes[i].second, kPercentCodes[i].first);
+  for (size_t i = 1; i < std::size(kPercentCodes); ++i)
+    decoded.replace(kPercentCodes[i].second, kPercentCodes[i].first);
   decoded.replace(kPercentCodes[0].second, kPercentCodes[0].first);
   return decoded;
 }
