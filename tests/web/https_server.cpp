@@ -15,6 +15,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -32,29 +33,44 @@ using asio::use_awaitable;
 using asio::ip::tcp;
 using Request = http::request<http::string_body>;
 
-// A key and a certificate for 127.0.0.1 signed with it: trusted where the certificate is in the bundle.
+// A key and a certificate: a certificate authority's, or the server's at 127.0.0.1, signed by `issuer`
+// or, without one, by itself.
 struct Identity {
   std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key{EVP_EC_gen("P-256"), EVP_PKEY_free};
   std::unique_ptr<X509, decltype(&X509_free)> certificate{X509_new(), X509_free};
 
-  Identity() {
+  explicit Identity(bool authority, const Identity* issuer = nullptr) {
+    static std::atomic<long> serial{1};
     X509* cert = certificate.get();
+    X509* issuerCert = issuer ? issuer->certificate.get() : cert;
     X509_set_version(cert, 2);
+    ASN1_INTEGER_set(X509_get_serialNumber(cert), serial++);
     X509_gmtime_adj(X509_getm_notBefore(cert), -3600);
     X509_gmtime_adj(X509_getm_notAfter(cert), 86400);
     X509_set_pubkey(cert, key.get());
+    const char* name = authority ? "qxutils test authority" : "127.0.0.1";
     X509_NAME_add_entry_by_txt(X509_get_subject_name(cert), "CN", MBSTRING_ASC,
-                               reinterpret_cast<const unsigned char*>("127.0.0.1"), -1, -1, 0);
-    X509_set_issuer_name(cert, X509_get_subject_name(cert));
-    X509_EXTENSION* names = X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, "IP:127.0.0.1");
-    X509_add_ext(cert, names, -1);
-    X509_EXTENSION_free(names);
-    X509_sign(cert, key.get(), EVP_sha256());
+                               reinterpret_cast<const unsigned char*>(name), -1, -1, 0);
+    X509_set_issuer_name(cert, X509_get_subject_name(issuerCert));
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, issuerCert, cert, nullptr, nullptr, 0);
+    X509_EXTENSION* extension =
+        authority ? X509V3_EXT_conf_nid(nullptr, &context, NID_basic_constraints, "critical,CA:TRUE")
+                  : X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, "IP:127.0.0.1");
+    X509_add_ext(cert, extension, -1);
+    X509_EXTENSION_free(extension);
+    X509_sign(cert, (issuer ? issuer : this)->key.get(), EVP_sha256());
   }
 };
 
+// The authority whose certificate the tests' bundle holds, and the server certificate it signed.
+const Identity& authorityIdentity() {
+  static const Identity identity(true);
+  return identity;
+}
+
 const Identity& trustedIdentity() {
-  static const Identity identity;
+  static const Identity identity(false, &authorityIdentity());
   return identity;
 }
 
@@ -66,7 +82,7 @@ struct HttpsServer::State {
   std::mutex mutex;
   std::vector<Received> received;
   int connections = 0, met = 0;
-  Identity untrusted;
+  Identity untrusted{false};
   asio::ssl::context tls{asio::ssl::context::tls_server};
   asio::io_context io;
   tcp::acceptor acceptor{io, {asio::ip::make_address("127.0.0.1"), 0}};
@@ -195,7 +211,7 @@ void HttpsServer::reset() {
 const std::string& HttpsServer::authority() {
   static const std::string pem = [] {
     std::unique_ptr<BIO, decltype(&BIO_free)> bio(BIO_new(BIO_s_mem()), BIO_free);
-    PEM_write_bio_X509(bio.get(), trustedIdentity().certificate.get());
+    PEM_write_bio_X509(bio.get(), authorityIdentity().certificate.get());
     char* data = nullptr;
     const long size = BIO_get_mem_data(bio.get(), &data);
     return std::string(data, static_cast<size_t>(size));

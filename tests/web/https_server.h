@@ -23,7 +23,7 @@ struct Received {
 
 class HttpsServer {
  public:
-  // eTrusted: the certificate in authority(); eUntrusted: a certificate of its own; ePlain: HTTP, no TLS.
+  // eTrusted: a certificate signed by authority(); eUntrusted: a self-signed one; ePlain: HTTP, no TLS.
   enum Kind { eTrusted, eUntrusted, ePlain };
   explicit HttpsServer(Kind kind = eTrusted);
   ~HttpsServer();
@@ -33,7 +33,7 @@ class HttpsServer {
   int connections() const;  // accepted so far
   void reset();             // forgets what was received and counted
 
-  // The PEM certificate of every trusted server; one per process.
+  // The PEM certificate of the authority that signed every trusted server's; one per process.
   static const std::string& authority();
 
  private:
