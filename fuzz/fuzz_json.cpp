@@ -1,8 +1,10 @@
 // Arbitrary bytes parsed as JSON and every member of every object read through every accessor: the
 // non-throwing accessors agree with the throwing ones (present exactly when the other does not throw,
-// with the same value), and a missing key throws from the one and is absent from the other.
+// with the same value), and a missing key throws from the one and is absent from the other. Names near
+// each key, its bytes read as characters among them, are found exactly when the map holds their UTF-8.
 
 #include "OdAnsiString.h"
+#include "OdUnicode.h"
 #include "ut_json.h"
 
 #include <cstdlib>
@@ -31,13 +33,33 @@ void readMember(ut::JsonObject& object, const OdString& key) {
   agree<int>(ut::tryGetIntValue(object, key), [&] { return ut::getIntValue(object, key, context); });
   agree<int64_t>(ut::tryGetInt64Value(object, key), [&] { return ut::getInt64Value(object, key, context); });
   agree<double>(ut::tryGetDoubleValue(object, key), [&] { return ut::getDoubleValue(object, key, context); });
-  agree<OdString>(ut::tryGetStringValue(object, key), [&] { return ut::getStringValue(object, key, context); });
+  agree<OdString>(ut::tryGetStringValue(object, key),
+                  [&] { return ut::getStringValue(object, key, context); });
   const ut::JsonObject& constant = object;
-  require((ut::tryGetObjectValue(object, key) != nullptr) == (ut::tryGetObjectValue(constant, key) != nullptr));
+  require((ut::tryGetObjectValue(object, key) != nullptr) ==
+          (ut::tryGetObjectValue(constant, key) != nullptr));
   require((ut::tryGetArrayValue(object, key) != nullptr) == (ut::tryGetArrayValue(constant, key) != nullptr));
   const std::optional<ut::JsonValue> value = ut::tryGetValue(object, key);
   require(ut::tryGetUInt64Value(object, key).has_value() == (value && ut::isType(*value, ut::int_type)));
   if (value) require(!ut::toString(ut::valueType(*value)).isEmpty());
+}
+
+void findsExactly(const ut::JsonObject& object, const std::wstring& name) {
+  std::string bytes;
+  const bool unicode = od_unicode::encodeUtf8(name, bytes);
+  const auto it = unicode ? object.find(bytes) : object.end();
+  const std::optional<ut::JsonValue> found = ut::tryGetValue(object, name);
+  require(found.has_value() == (it != object.end()));
+  if (found) require(*found == it->second);
+}
+
+void findsNear(const ut::JsonObject& object, const std::string& key) {
+  const std::wstring name = OdString(OdAnsiString(key)).str();
+  findsExactly(object, name);
+  if (!name.empty()) findsExactly(object, name.substr(0, name.size() - 1));
+  findsExactly(object, name + L"\u00e9");
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(key.data());
+  findsExactly(object, std::wstring(bytes, bytes + key.size()));
 }
 
 void readAll(ut::JsonValue& value, int depth) {
@@ -49,6 +71,7 @@ void readAll(ut::JsonValue& value, int depth) {
   readMember(object, L"surely not a key");
   for (auto& [key, member] : object) {
     readMember(object, OdString(OdAnsiString(key)));
+    findsNear(object, key);
     readAll(member, depth + 1);
   }
 }

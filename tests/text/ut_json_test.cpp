@@ -63,6 +63,21 @@ TEST(JsonTest, ReadsValuesAndNarrowsIntegers) {
   EXPECT_EQ(ut::JsonValue(changed)["object"].size() + ut::JsonValue(changed)["array"].size(), 5u);
 }
 
+TEST(JsonTest, FindsEachKeyByItsExactCharactersOnly) {
+  // Keys that tie on their first character, empty ones, and non-ASCII ones whose code points are also
+  // UTF-8 bytes: "\u00c3" is the lead byte of "\u00e9".
+  ut::JsonObject object = ut::JsonValue::parse(R"({"": 0, "\u0000": 1, "a": 2, "ab": 3, "a\u00e9": 4,
+      "\u00e9": 5, "\u00c3": 6, "\u00ff": 7, "\u20ac": 8, "\ud83d\ude00": 9, "\ufffd": 10, "z": 11})");
+  object.emplace("\xED\xA0\x80", 12);  // a surrogate's bytes, which no Unicode name has
+  const std::wstring keys[] = {
+      L"",       std::wstring(1, L'\0'), L"a",      L"ab", L"a\u00e9", L"\u00e9", L"\u00c3", L"\u00ff",
+      L"\u20ac", L"\U0001F600",          L"\ufffd", L"z"};
+  for (int value = 0; value < std::ssize(keys); ++value)
+    EXPECT_EQ(ut::tryGetIntValue(object, keys[value]), value);
+  for (const wchar_t* absent : {L"\u00c3\u00a9", L"a\u00c3", L"b", L"abc", L"\xD800", L"a\u00e9\xDFFF"})
+    EXPECT_FALSE(ut::tryGetIntValue(object, absent)) << testing::PrintToString(std::wstring(absent));
+}
+
 TEST(JsonTest, MessagesNameTheKeyTheKindsAndTheContext) {
   const ut::Context tokenFile{L"token file"};
   const std::pair<std::function<void()>, const char*> cases[] = {

@@ -2,6 +2,7 @@
 
 #include "core/ut_utf8.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -10,39 +11,84 @@ namespace ut {
 
 namespace {
 
-// The UTF-8 form of `key`; false for a key that is not Unicode (a lone surrogate), which matches
-// nothing. An ASCII key, as nearly all are, is narrowed without the encoder, and a short one stays in the
-// string's own buffer: a lookup costs no allocation.
-bool utf8Key(const OdString& key, std::string& bytes) {
-  const std::wstring_view wide = key.view();
-  char ascii[16];
-  size_t narrowed = 0;
-  for (; narrowed < wide.size() && narrowed < sizeof ascii && static_cast<uint32_t>(wide[narrowed]) < 0x80;
-       ++narrowed)
-    ascii[narrowed] = static_cast<char>(wide[narrowed]);
-  if (narrowed == wide.size()) {
-    bytes.assign(ascii, narrowed);
-    return true;
-  }
-  return internal::encodeUtf8(wide, bytes);
-}
+// A member's name, for std::map's transparent lookup among the UTF-8 keys. It is compared as it stands,
+// wide, character against byte: member names are nearly always ASCII and short, so a lookup neither
+// encodes the name nor calls memcmp. A character and a byte compare by value when either is ASCII, as
+// UTF-8 keeps code point order and puts every non-ASCII byte above the ASCII ones; when both are not, the
+// name is encoded and compared as bytes. Most steps down the tree are settled by the first character, so
+// that one is compared in line. The name remembers the key it last found equal, so that the lookup's
+// closing check need not compare that key again.
+class MemberName {
+ public:
+  explicit MemberName(const OdString& key)
+      : m_wide(key.view()), m_first(static_cast<uint32_t>(*key.c_str())) {}
 
-// The member `key` of `object`, or null. A std::string key, not a string_view, takes std::map's faster
-// path.
+  // `it` when it is at the name's key, else `end`. A name with a lone surrogate is no key's.
+  template <class Iterator>
+  Iterator match(Iterator it, Iterator end) const {
+    if (it == end || (&it->first != m_equal && compare(it->first) != 0)) return end;
+    return m_valid ? it : end;
+  }
+
+  // All that lower_bound asks.
+  friend bool operator<(const std::string& key, const MemberName& name) { return name.compare(key) > 0; }
+
+ private:
+  // A key's bytes end in a null byte, as a name's characters do: the first of each is there even when
+  // it is empty, and orders it first.
+  int compare(const std::string& key) const {
+    const auto byte = static_cast<unsigned char>(key.data()[0]);
+    if (m_first == byte && byte < 0x80) return compareAfterFirst(key);
+    if (m_first < 0x80 || byte < 0x80) return m_first < byte ? -1 : 1;
+    return compareEncoded(key);
+  }
+
+  // Out of line, as is the encoding, so that the first character's test is what the tree walk inlines.
+  [[gnu::noinline]] int compareAfterFirst(const std::string& key) const {
+    const wchar_t* const wide = m_wide.data();
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(key.data());
+    const size_t common = std::min(m_wide.size(), key.size());
+    uint32_t seen = 0;
+    size_t i = 1;
+    for (; i < common && static_cast<uint32_t>(wide[i]) == bytes[i]; ++i) seen |= bytes[i];
+    const bool bothNonAscii = i < common && static_cast<uint32_t>(wide[i]) >= 0x80 && bytes[i] >= 0x80;
+    if (seen >= 0x80 || bothNonAscii) return compareEncoded(key);
+    if (i < common) return static_cast<uint32_t>(wide[i]) < bytes[i] ? -1 : 1;
+    if (m_wide.size() != key.size()) return m_wide.size() < key.size() ? -1 : 1;
+    m_equal = &key;
+    return 0;
+  }
+
+  // Encoded afresh each time: few names need it, and a lookup needs it only a few times.
+  [[gnu::noinline]] int compareEncoded(const std::string& key) const {
+    std::string encoded;
+    if (!internal::encodeUtf8(m_wide, encoded)) {
+      m_valid = false;
+      internal::encodeUtf8Lenient(m_wide, encoded.erase());
+    }
+    const int order = std::string_view(encoded).compare(key);
+    if (order == 0) m_equal = &key;
+    return order;
+  }
+
+  std::wstring_view m_wide;
+  uint32_t m_first;
+  mutable const std::string* m_equal = nullptr;
+  mutable bool m_valid = true;
+};
+
+// The member `key` of `object`, or null.
 template <class Object>
 auto* findMember(Object& object, const OdString& key) {
-  decltype(&object.begin()->second) found = nullptr;
-  std::string bytes;
-  if (!utf8Key(key, bytes)) return found;
-  const auto it = object.find(bytes);
-  return it == object.end() ? found : &it->second;
+  const MemberName name(key);
+  const auto it = name.match(object.lower_bound(name), object.end());
+  return it == object.end() ? nullptr : &it->second;
 }
 
-// The member `key` when it is of `kind`, else null.
 template <Value_type kind, class Object>
 auto* findOfKind(Object& object, const OdString& key) {
   auto* value = findMember(object, key);
-  return value && isType(*value, kind) ? value : nullptr;
+  return value && valueType(*value) == kind ? value : nullptr;
 }
 
 // The member `key` as a `Container` (an object or array, const or not) when it is of `kind`, else null.
@@ -52,13 +98,6 @@ Container* tryGetContainer(Object& object, const OdString& key) {
   return value ? value->template get_ptr<Container*>() : nullptr;
 }
 
-template <Value_type kind>
-const JsonValue& getOfKind(const JsonObject& object, const OdString& key, const Context& context) {
-  const JsonValue& value = getValue(object, key, context);
-  checkType(value, kind, context, key);
-  return value;
-}
-
 template <class T>
 std::optional<T> tryGetNumber(const JsonObject& object, const OdString& key) {
   constexpr Value_type kind = std::is_floating_point_v<T> ? real_type : int_type;
@@ -66,9 +105,17 @@ std::optional<T> tryGetNumber(const JsonObject& object, const OdString& key) {
   return std::nullopt;
 }
 
+// Values are mostly ASCII, which is widened in one pass; the decoder's general path costs more.
 OdString fromUtf8(const std::string& bytes) {
-  std::wstring wide;
-  (void)internal::decodeUtf8(bytes, wide, true);
+  std::wstring wide(bytes.size(), L'\0');
+  const auto* const in = reinterpret_cast<const unsigned char*>(bytes.data());
+  wchar_t* const out = wide.data();
+  unsigned char seen = 0;
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    seen |= in[i];
+    out[i] = in[i];
+  }
+  if (seen >= 0x80) (void)internal::decodeUtf8(bytes, wide.erase(), true);
   return OdString(std::move(wide));
 }
 
@@ -76,6 +123,26 @@ OdString fromUtf8(const std::string& bytes) {
   if (!context.context.isEmpty()) message += OdString().format(L"\nContext:\t%ls ", context.context.c_str());
   if (!key.isEmpty()) message += OdString().format(L"\njson key:\t\"%ls\"", key.c_str());
   throw JsonParseError(message);
+}
+
+[[noreturn]] void failMissing(const Context& context, const OdString& key) {
+  fail(OdString().format(L"Unable to find json key '%ls'", key.c_str()), context, key);
+}
+
+[[noreturn]] void failKind(Value_type expected, Value_type found, const Context& context,
+                           const OdString& key) {
+  fail(OdString().format(L"Error:\tExpected json type '%ls', found '%ls'", toString(expected).c_str(),
+                         toString(found).c_str()),
+       context, key);
+}
+
+// The lookup and the kind check in line, the messages out of line: this is the path every read takes.
+template <Value_type kind>
+const JsonValue& getOfKind(const JsonObject& object, const OdString& key, const Context& context) {
+  const JsonValue* value = findMember(object, key);
+  if (!value) failMissing(context, key);
+  if (const Value_type found = valueType(*value); found != kind) failKind(kind, found, context, key);
+  return *value;
 }
 
 }  // namespace
@@ -111,16 +178,12 @@ OdString toString(Value_type kind) {
 }
 
 void checkType(const JsonValue& value, Value_type expected, const Context& context, const OdString& key) {
-  const Value_type found = valueType(value);
-  if (found == expected) return;
-  fail(OdString().format(L"Error:\tExpected json type '%ls', found '%ls'", toString(expected).c_str(),
-                         toString(found).c_str()),
-       context, key);
+  if (const Value_type found = valueType(value); found != expected) failKind(expected, found, context, key);
 }
 
 const JsonValue& getValue(const JsonObject& object, const OdString& key, const Context& context) {
   if (const JsonValue* value = findMember(object, key)) return *value;
-  fail(OdString().format(L"Unable to find json key '%ls'", key.c_str()), context, key);
+  failMissing(context, key);
 }
 
 const JsonObject& getObjectValue(const JsonObject& object, const OdString& key, const Context& context) {
