@@ -1,9 +1,10 @@
 #include "OdDbSymUtil.h"
 #include "ut_string.h"
 
+#include "test_support.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <set>
 #include <string>
 #include <tuple>
@@ -61,7 +62,7 @@ TEST(ValidNameTest, DecodesEscapesBeforeValidating) {
       {true, false, {L"a\\U+003Fb", L"a\\U+0000", L"a\\U+12", L"\\M+1FFFF", repeated(L'a', 250) + escape}},
       {true, true, {L"x\\M+1C3A9", repeated(L'a', 249) + escape}},
       {false, true, {L"\\u+0041bc", L"\\M+14142"}}};
-  setenv("LC_ALL", "C.UTF-8", 1);  // the ANSI code page of "\M+" is the locale's
+  const qxtest::ScopedEnv locale("LC_ALL", "C.UTF-8");  // the ANSI code page of "\M+" is the locale's
   for (const auto& [extendedNames, valid, names] : cases)
     for (const std::wstring& name : names)
       EXPECT_EQ(ut::isValidName(name.c_str(), false, extendedNames), valid) << name;
