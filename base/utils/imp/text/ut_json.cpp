@@ -85,6 +85,7 @@ auto* findMember(Object& object, const OdString& key) {
   return it == object.end() ? nullptr : &it->second;
 }
 
+// The member `key` when it is of `kind`, else null.
 template <Value_type kind, class Object>
 auto* findOfKind(Object& object, const OdString& key) {
   auto* value = findMember(object, key);
