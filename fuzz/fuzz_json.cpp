@@ -1,7 +1,8 @@
 // Arbitrary bytes parsed as JSON and every member of every object read through every accessor: the
 // non-throwing accessors agree with the throwing ones (present exactly when the other does not throw,
 // with the same value), and a missing key throws from the one and is absent from the other. Names near
-// each key, its bytes read as characters among them, are found exactly when the map holds their UTF-8.
+// each key, its bytes read as characters among them, are found exactly when the map holds their UTF-8,
+// whether given as an OdString or as a C string.
 
 #include "OdAnsiString.h"
 #include "OdUnicode.h"
@@ -51,6 +52,8 @@ void findsExactly(const ut::JsonObject& object, const std::wstring& name) {
   const std::optional<ut::JsonValue> found = ut::tryGetValue(object, name);
   require(found.has_value() == (it != object.end()));
   if (found) require(*found == it->second);
+  // Given as a C string, the same name is found alike.
+  if (name.find(L'\0') == std::wstring::npos) require(ut::tryGetValue(object, name.c_str()) == found);
 }
 
 void findsNear(const ut::JsonObject& object, const std::string& key) {

@@ -14,9 +14,10 @@
 //   ut::getDoubleValue(token, L"id", context);      // throws JsonParseError:
 //       // "Error:\tExpected json type 'real', found 'int'\nContext:\ttoken file \njson key:\t\"id\""
 //
-// Values are nlohmann::json; keys arrive as OdString and are looked up as UTF-8, exactly and
-// case-sensitively, among the object's own members (no paths, no search in nested objects); strings leave
-// as OdString. The functions keep no state: any thread may call them on values no thread is changing.
+// Values are nlohmann::json; keys arrive as OdString, or as a wide literal, and are looked up as UTF-8,
+// exactly and case-sensitively, among the object's own members (no paths, no search in nested objects);
+// strings leave as OdString. The functions keep no state: any thread may call them on values no thread is
+// changing.
 
 #ifndef QX_UT_JSON_H
 #define QX_UT_JSON_H
@@ -64,7 +65,8 @@ void checkType(const JsonValue& value, Value_type expected, const Context& conte
 
 // The member `key` of `object`, which must be of the kind the name says; each throws JsonParseError when
 // the member is missing or of another kind. getIntValue narrows the 64-bit integer to int.
-[[nodiscard]] const JsonValue& getValue(const JsonObject& object, const OdString& key, const Context& context);
+[[nodiscard]] const JsonValue& getValue(const JsonObject& object, const OdString& key,
+                                        const Context& context);
 [[nodiscard]] const JsonObject& getObjectValue(const JsonObject& object, const OdString& key,
                                                const Context& context);
 [[nodiscard]] const JsonArray& getArrayValue(const JsonObject& object, const OdString& key,
@@ -89,6 +91,30 @@ void checkType(const JsonValue& value, Value_type expected, const Context& conte
 [[nodiscard]] JsonObject* tryGetObjectValue(JsonObject& object, const OdString& key);
 [[nodiscard]] const JsonArray* tryGetArrayValue(const JsonObject& object, const OdString& key);
 [[nodiscard]] JsonArray* tryGetArrayValue(JsonObject& object, const OdString& key);
+
+// Each accessor again, for a key given as a C wide string, as a literal gives it: the characters are
+// looked up as they stand, with no OdString made for the call. A null pointer is the empty key.
+[[nodiscard]] const JsonValue& getValue(const JsonObject& object, const wchar_t* key, const Context& context);
+[[nodiscard]] const JsonObject& getObjectValue(const JsonObject& object, const wchar_t* key,
+                                               const Context& context);
+[[nodiscard]] const JsonArray& getArrayValue(const JsonObject& object, const wchar_t* key,
+                                             const Context& context);
+[[nodiscard]] OdString getStringValue(const JsonObject& object, const wchar_t* key, const Context& context);
+[[nodiscard]] int getIntValue(const JsonObject& object, const wchar_t* key, const Context& context);
+[[nodiscard]] int64_t getInt64Value(const JsonObject& object, const wchar_t* key, const Context& context);
+[[nodiscard]] bool getBoolValue(const JsonObject& object, const wchar_t* key, const Context& context);
+[[nodiscard]] double getDoubleValue(const JsonObject& object, const wchar_t* key, const Context& context);
+[[nodiscard]] std::optional<JsonValue> tryGetValue(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] std::optional<bool> tryGetBoolValue(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] std::optional<int> tryGetIntValue(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] std::optional<int64_t> tryGetInt64Value(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] std::optional<uint64_t> tryGetUInt64Value(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] std::optional<double> tryGetDoubleValue(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] std::optional<OdString> tryGetStringValue(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] const JsonObject* tryGetObjectValue(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] JsonObject* tryGetObjectValue(JsonObject& object, const wchar_t* key);
+[[nodiscard]] const JsonArray* tryGetArrayValue(const JsonObject& object, const wchar_t* key);
+[[nodiscard]] JsonArray* tryGetArrayValue(JsonObject& object, const wchar_t* key);
 
 }  // namespace ut
 

@@ -72,8 +72,12 @@ TEST(JsonTest, FindsEachKeyByItsExactCharactersOnly) {
   const std::wstring keys[] = {
       L"",       std::wstring(1, L'\0'), L"a",      L"ab", L"a\u00e9", L"\u00e9", L"\u00c3", L"\u00ff",
       L"\u20ac", L"\U0001F600",          L"\ufffd", L"z"};
-  for (int value = 0; value < std::ssize(keys); ++value)
+  for (int value = 0; value < std::ssize(keys); ++value) {
     EXPECT_EQ(ut::tryGetIntValue(object, keys[value]), value);
+    // As a C string, a name ends at its first null character.
+    EXPECT_EQ(ut::tryGetIntValue(object, keys[value].c_str()), value == 1 ? 0 : value);
+  }
+  EXPECT_EQ(ut::tryGetIntValue(object, static_cast<const wchar_t*>(nullptr)), 0);
   for (const wchar_t* absent : {L"\u00c3\u00a9", L"a\u00c3", L"b", L"abc", L"\xD800", L"a\u00e9\xDFFF"})
     EXPECT_FALSE(ut::tryGetIntValue(object, absent)) << testing::PrintToString(std::wstring(absent));
 }
